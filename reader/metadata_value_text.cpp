@@ -1,0 +1,79 @@
+#include "metadata_value_text.h"
+
+#include <charconv>
+
+QString metadata_number_text(double number)
+{
+    return QString::number(number, 'g', 6);
+}
+
+QString metadata_date_text(double seconds_since_1970)
+{
+    // The platform stores a date missing from the record as the epoch.
+    if (seconds_since_1970 == 0.0)
+        return QString();
+
+    // printf's "%f", but never with the process locale's decimal comma:
+    // the host parses these texts as whole seconds.
+    char buffer[400];
+    const std::to_chars_result printed = std::to_chars(std::begin(buffer), std::end(buffer),
+                                                       seconds_since_1970,
+                                                       std::chars_format::fixed, 6);
+    if (printed.ec != std::errc())
+        return QString();
+    const QString text = QString::fromLatin1(buffer, int(printed.ptr - buffer));
+    const int point = text.indexOf(QLatin1Char('.'));
+    return point < 0 ? text : text.left(point);
+}
+
+namespace {
+
+QString array_text(const std::vector<MetadataValue> &items)
+{
+    QString text;
+    for (const MetadataValue &item : items) {
+        switch (item.kind) {
+        case MetadataValue::Kind::Text:
+            text += item.text + QLatin1Char(';');
+            break;
+        case MetadataValue::Kind::Number:
+            text += metadata_number_text(item.number) + QLatin1Char(';');
+            break;
+        case MetadataValue::Kind::Date: {
+            // An epoch date is a placeholder: it leaves no trace, not even
+            // an empty slot between its neighbours.
+            const QString date = metadata_date_text(item.number);
+            if (!date.isNull())
+                text += date + QLatin1Char(';');
+            break;
+        }
+        case MetadataValue::Kind::Null:
+        case MetadataValue::Kind::Array:
+        case MetadataValue::Kind::Other:
+            break;
+        }
+    }
+    if (text.endsWith(QLatin1Char(';')))
+        text.chop(1);
+    return text;
+}
+
+} // namespace
+
+QString metadata_value_text(const MetadataValue &value)
+{
+    switch (value.kind) {
+    case MetadataValue::Kind::Text:
+        return value.text;
+    case MetadataValue::Kind::Number:
+        return metadata_number_text(value.number);
+    case MetadataValue::Kind::Array:
+        return array_text(value.items);
+    case MetadataValue::Kind::Date:
+        return metadata_date_text(value.number);
+    case MetadataValue::Kind::Null:
+    case MetadataValue::Kind::Other:
+        break;
+    }
+    return QString();
+}

@@ -1,0 +1,123 @@
+// The worker as the host starts it: what it prints and how it exits.
+
+#include "mainwindow.h"
+#include "vantrel.h"
+
+#include <QApplication>
+#include <QMenuBar>
+#include <QProcess>
+#include <QStatusBar>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+const QByteArray usage_lines =
+    "Parameter Count Mismatch\n"
+    "APP virtual_source_path file_paths file_system_dir_path apple_metadata_attributes_names "
+    "apple_metadata_column_names source_count_name flag\n";
+
+struct WorkerResult
+{
+    int exit_code = -1;
+    QProcess::ExitStatus exit_status = QProcess::CrashExit;
+    QByteArray standard_output;
+    QByteArray standard_error;
+};
+
+// Starts build/vantrel as a headless host would: no display and no
+// runtime directory in its environment.
+WorkerResult run_worker(const QStringList &arguments)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "XDG_RUNTIME_DIR", "QT_QPA_PLATFORM"})
+        environment.remove(QString::fromLatin1(name));
+
+    QProcess worker;
+    worker.setProcessEnvironment(environment);
+    worker.start(QStringLiteral(VANTREL_EXECUTABLE), arguments);
+    WorkerResult result;
+    if (!worker.waitForFinished(60000)) {
+        worker.kill();
+        worker.waitForFinished();
+        return result;
+    }
+    result.exit_code = worker.exitCode();
+    result.exit_status = worker.exitStatus();
+    result.standard_output = worker.readAllStandardOutput();
+    result.standard_error = worker.readAllStandardError();
+    return result;
+}
+
+} // namespace
+
+class tst_command_line : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void argument_count_data();
+    void argument_count();
+    void window_shell();
+
+private:
+    QTemporaryDir case_dir;
+};
+
+void tst_command_line::argument_count_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("expected_output");
+
+    const QString unused_flag = QStringLiteral("9");
+    const QStringList seven = {QStringLiteral("/nonexistent/source"), QString(),
+                               QStringLiteral("/nonexistent/case/"), QString(), QString(),
+                               QStringLiteral("SRC1"), unused_flag};
+
+    QTest::newRow("no arguments print the usage lines") << QStringList() << usage_lines;
+    QTest::newRow("six arguments print the usage lines") << seven.mid(0, 6) << usage_lines;
+    QTest::newRow("seven arguments print nothing") << seven << QByteArray();
+    QTest::newRow("eight arguments print the usage lines")
+        << (seven + QStringList{QStringLiteral("extra")}) << usage_lines;
+    QTest::newRow("twenty arguments print the usage lines")
+        << (seven + seven + seven.mid(0, 6)) << usage_lines;
+    QTest::newRow("framework options are the host's own texts")
+        << QStringList{QStringLiteral("-platform"), QStringLiteral("xcb"),
+                       QStringLiteral("-style"), QStringLiteral("-reverse"),
+                       QStringLiteral("-qwindowgeometry"), QStringLiteral("-session"),
+                       QStringLiteral("-display")}
+        << QByteArray();
+    QTest::newRow("empty texts as arguments")
+        << QStringList{QString(), QString(), QString(), QString(), QString(), QString(), QString()}
+        << QByteArray();
+}
+
+void tst_command_line::argument_count()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, expected_output);
+
+    const WorkerResult result = run_worker(arguments);
+    QCOMPARE(result.exit_status, QProcess::NormalExit);
+    QCOMPARE(result.exit_code, 0);
+    // Every line goes to the framework's debug stream: stderr, nothing else.
+    QCOMPARE(result.standard_error, expected_output);
+    QCOMPARE(result.standard_output, QByteArray());
+}
+
+void tst_command_line::window_shell()
+{
+    MainWindow window;
+    QCOMPARE(window.objectName(), QStringLiteral("MainWindow"));
+    QCOMPARE(window.windowTitle(), QStringLiteral("MainWindow"));
+    QCOMPARE(window.size(), QSize(800, 600));
+    QVERIFY(!window.isVisible());
+    QCOMPARE(window.centralWidget()->objectName(), QStringLiteral("centralwidget"));
+    QCOMPARE(window.menuBar()->objectName(), QStringLiteral("menubar"));
+    QCOMPARE(window.statusBar()->objectName(), QStringLiteral("statusbar"));
+    QVERIFY(window.reader_object());
+    QCOMPARE(window.reader_object()->parent(), &window);
+}
+
+QTEST_MAIN(tst_command_line)
+#include "tst_command_line.moc"
