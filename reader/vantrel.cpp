@@ -1,6 +1,7 @@
 #include "vantrel.h"
 
 #include "metadata_store.h"
+#include "row_insert.h"
 
 #include <QWidget>
 
@@ -13,6 +14,8 @@ const QString list_separator = QStringLiteral("[(@@)]");
 
 vantrel::vantrel(QWidget *parent)
     : QObject(parent)
+    , metadata_row_insert(std::make_unique<RowInsert>())
+    , timestamps_row_insert(std::make_unique<RowInsert>())
 {
     timestamp_attributes_list << QStringLiteral("kMDItemUsedDates")
                               << QStringLiteral("kMDItemUseCount")

@@ -11,6 +11,7 @@
 
 class MetadataStore;
 class QWidget;
+class RowInsert;
 
 // The reader: holds one job's parameters, reads the Spotlight attributes of
 // the source's files and stores them in the case's result databases.
@@ -94,7 +95,12 @@ public:
     QSqlDatabase apple_metadata_db;
 
 private:
+    // Closes a result connection once its prepared row insert is let go.
+    static void close_result_database(QSqlDatabase &database, RowInsert &row_insert);
+
     std::unique_ptr<MetadataStore> metadata_store;
+    std::unique_ptr<RowInsert> metadata_row_insert;
+    std::unique_ptr<RowInsert> timestamps_row_insert;
 };
 
 #endif // VANTREL_H

@@ -1,25 +1,62 @@
 #include "vantrel.h"
 
+#include "case_connection.h"
+#include "row_insert.h"
+
+#include <QSqlQuery>
+
 bool vantrel::open_apple_metadata_db()
 {
-    return false;
+    const QString path = file_system_dir_path + source_count_name + QLatin1String("/apple_metadata.sqlite");
+    metadata_row_insert->release();
+    apple_metadata_db = open_case_connection(path, FailedOpen::KeepRegistration);
+    if (!apple_metadata_db.isOpen())
+        return false;
+    // The full and left-click runs rebuild the table: rows of earlier runs go.
+    clear_all_from_apple_metadata_db();
+    return true;
 }
 
 void vantrel::clear_all_from_apple_metadata_db()
 {
+    if (!apple_metadata_db.isOpen())
+        return;
+    QSqlQuery query(apple_metadata_db);
+    query.prepare(QStringLiteral("Delete from files"));
+    query.exec();
 }
 
 void vantrel::insert_global_metadata_in_apple_metadata_db(QString record)
 {
-    Q_UNUSED(record);
+    QStringList columns;
+    columns.reserve(extracted_keys_list.size());
+    for (const QString &key : qAsConst(extracted_keys_list))
+        columns.append(get_exact_column_name_from_key(key));
+    metadata_row_insert->insert(apple_metadata_db, columns, extracted_values_list, record);
 }
 
 bool vantrel::open_apple_timestamps_db()
 {
-    return false;
+    const QString path = file_system_dir_path + source_count_name + QLatin1String("/apple_timestamps.sqlite");
+    timestamps_row_insert->release();
+    apple_timestamps_db = open_case_connection(path, FailedOpen::KeepRegistration);
+    return apple_timestamps_db.isOpen();
 }
 
 void vantrel::insert_global_timestamps_in_apple_timestamps_db(QString record)
 {
-    Q_UNUSED(record);
+    // The timestamp columns by position: the keys are always the six of
+    // the timestamp table, in its order.
+    QStringList columns;
+    columns.reserve(extracted_keys_list.size());
+    for (int i = 0; i < extracted_keys_list.size(); ++i)
+        columns.append(timestamp_columns_list.value(i));
+    timestamps_row_insert->insert(apple_timestamps_db, columns, extracted_values_list, record);
+}
+
+void vantrel::close_result_database(QSqlDatabase &database, RowInsert &row_insert)
+{
+    row_insert.release();
+    if (database.isOpen())
+        database.close();
 }

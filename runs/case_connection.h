@@ -1,0 +1,25 @@
+#ifndef CASE_CONNECTION_H
+#define CASE_CONNECTION_H
+
+#include <QSqlDatabase>
+#include <QString>
+
+// How a failed open leaves the connection's registration.
+enum class FailedOpen { KeepRegistration, RemoveRegistration };
+
+// A new "QSQLITE" connection to the database file at path, registered under
+// a name no other connection of this process has had, and opened with no
+// options (so a missing file comes into being). The handle is open when the
+// open succeeded; otherwise it is closed, and invalid when its registration
+// was removed.
+QSqlDatabase open_case_connection(const QString &path, FailedOpen on_failure);
+
+// A connection name: the millisecond clock in decimal, raised past the last
+// name handed out so that two connections of one run never share a name.
+QString take_connection_name();
+
+// Makes sure the result table has its index on filesystem_record; a second
+// run finds it in place.
+void create_record_index(QSqlDatabase connection);
+
+#endif // CASE_CONNECTION_H

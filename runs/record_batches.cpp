@@ -1,0 +1,55 @@
+#include "record_batches.h"
+
+#include <QSqlQuery>
+
+bool RecordBatches::is_decimal_record(const QString &record)
+{
+    const int first_digit = record.startsWith(QLatin1Char('-')) ? 1 : 0;
+    if (record.size() <= first_digit)
+        return false;
+    for (int i = first_digit; i < record.size(); ++i) {
+        const QChar c = record.at(i);
+        if (c < QLatin1Char('0') || c > QLatin1Char('9'))
+            return false;
+    }
+    return true;
+}
+
+void RecordBatches::add(const QString &record)
+{
+    if (!is_decimal_record(record))
+        return;
+    if (batches.isEmpty() || batches.constLast().size() == batch_size) {
+        batches.append(QStringList());
+        batches.last().reserve(batch_size);
+    }
+    batches.last().append(record);
+}
+
+QStringList RecordBatches::update_statements() const
+{
+    QStringList statements;
+    statements.reserve(batches.size());
+    for (const QStringList &batch : batches) {
+        QString statement =
+            QStringLiteral("Update files set fs_module_apple_metadata_run_status = '1' Where ");
+        // Newest record first, as the host has always received them.
+        for (auto record = batch.crbegin(); record != batch.crend(); ++record)
+            statement += QLatin1String("INT = ") + *record + QLatin1String(" OR ");
+        if (statement.endsWith(QLatin1String(" OR ")))
+            statement.chop(4);
+        statements.append(statement);
+    }
+    return statements;
+}
+
+void RecordBatches::mark_records(QSqlDatabase file_system_db) const
+{
+    if (!file_system_db.isOpen() || batches.isEmpty())
+        return;
+    QSqlQuery query(file_system_db);
+    for (const QString &statement : update_statements()) {
+        query.prepare(statement);
+        query.exec();
+    }
+}

@@ -1,0 +1,168 @@
+#include "test_case.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QSqlRecord>
+#include <QtTest>
+
+namespace {
+
+// Each helper call gets a connection of its own, closed before the worker runs.
+class ScopedConnection
+{
+public:
+    explicit ScopedConnection(const QString &path)
+        : name(QStringLiteral("test-%1").arg(++counter))
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
+        db.setDatabaseName(path);
+        db.open();
+    }
+    ~ScopedConnection() { QSqlDatabase::removeDatabase(name); }
+    QSqlDatabase db() const { return QSqlDatabase::database(name, false); }
+
+private:
+    static int counter;
+    QString name;
+};
+int ScopedConnection::counter = 0;
+
+} // namespace
+
+TestCase::TestCase(const QString &source_name)
+    : name(source_name)
+{
+    QDir(dir.path()).mkpath(QStringLiteral("source"));
+    QDir(dir.path()).mkpath(QStringLiteral("case/") + name);
+}
+
+QString TestCase::source_root() const { return dir.path() + QStringLiteral("/source"); }
+QString TestCase::case_dir() const { return dir.path() + QStringLiteral("/case/"); }
+QString TestCase::database_dir() const { return case_dir() + name + QLatin1Char('/'); }
+
+void TestCase::add_file(const QString &relative_path, const QByteArray &content)
+{
+    const QString path = source_root() + relative_path;
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(path));
+    file.write(content);
+}
+
+void TestCase::create_file_system_db(const QList<QPair<QVariant, QVariant>> &records)
+{
+    const QString path = database(QStringLiteral("file_system.sqlite"));
+    QVERIFY(exec(path, {QStringLiteral("create table files (INT, filepath TEXT, file_name TEXT, "
+                                       "fs_module_apple_metadata_run_status TEXT DEFAULT '0')")}));
+    ScopedConnection connection(path);
+    QSqlDatabase db = connection.db();
+    db.transaction();
+    QSqlQuery query(db);
+    query.prepare(QStringLiteral("insert into files (INT, filepath) values (?, ?)"));
+    for (const auto &record : records) {
+        query.bindValue(0, record.first);
+        query.bindValue(1, record.second);
+        QVERIFY2(query.exec(), qPrintable(query.lastError().text()));
+    }
+    db.commit();
+}
+
+void TestCase::create_metadata_db(const QStringList &columns)
+{
+    QString definition;
+    for (const QString &column : columns)
+        definition += QLatin1Char('"') + QString(column).replace(QLatin1Char('"'), QLatin1String("\"\""))
+            + QLatin1String("\" TEXT, ");
+    QVERIFY(exec(database(QStringLiteral("apple_metadata.sqlite")),
+                 {QLatin1String("create table files (") + definition
+                  + QLatin1String("filesystem_record INTEGER)")}));
+}
+
+void TestCase::create_timestamps_db()
+{
+    QVERIFY(exec(database(QStringLiteral("apple_timestamps.sqlite")),
+                 {QStringLiteral("create table files (useddates TEXT, usecount TEXT, last_useddate TEXT, "
+                                 "content_creation_date TEXT, content_modification_date TEXT, "
+                                 "date_added TEXT, filesystem_record INTEGER)")}));
+}
+
+void TestCase::create_essential_db(const QString &path, const QList<QVariantList> &rows)
+{
+    QVERIFY(exec(path, {QStringLiteral("create table files (fs_record_no, display_filepath TEXT, "
+                                       "source_count_name TEXT)")}));
+    ScopedConnection connection(path);
+    QSqlDatabase db = connection.db();
+    db.transaction();
+    QSqlQuery query(db);
+    query.prepare(QStringLiteral("insert into files values (?, ?, ?)"));
+    for (const QVariantList &row : rows) {
+        for (int i = 0; i < row.size(); ++i)
+            query.bindValue(i, row.at(i));
+        QVERIFY2(query.exec(), qPrintable(query.lastError().text()));
+    }
+    db.commit();
+}
+
+QString TestCase::joined(const QStringList &items)
+{
+    const QString separator = QStringLiteral("[(@@)]");
+    return items.size() == 1 ? items.first() + separator : items.join(separator);
+}
+
+TestCase::Result TestCase::run(const QString &flag, const QString &file_paths,
+                               const QStringList &keys, const QStringList &columns) const
+{
+    return run_worker({source_root(), file_paths, case_dir(), joined(keys), joined(columns), name, flag});
+}
+
+TestCase::Result run_worker(const QStringList &arguments)
+{
+    QProcess worker;
+    worker.start(QStringLiteral(VANTREL_EXECUTABLE), arguments);
+    TestCase::Result result;
+    if (!worker.waitForFinished(120000)) {
+        worker.kill();
+        worker.waitForFinished();
+        return result;
+    }
+    result.exit_code = worker.exitCode();
+    result.exit_status = worker.exitStatus();
+    const QString output = QString::fromUtf8(worker.readAllStandardError());
+    result.lines = output.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    return result;
+}
+
+bool TestCase::exec(const QString &path, const QStringList &statements)
+{
+    ScopedConnection connection(path);
+    QSqlQuery query(connection.db());
+    for (const QString &statement : statements) {
+        if (!query.exec(statement)) {
+            qWarning() << statement << query.lastError().text();
+            return false;
+        }
+    }
+    return true;
+}
+
+QList<QVariantList> TestCase::rows(const QString &path, const QString &select)
+{
+    QList<QVariantList> result;
+    ScopedConnection connection(path);
+    QSqlQuery query(connection.db());
+    if (!query.exec(select)) {
+        qWarning() << select << query.lastError().text();
+        return result;
+    }
+    while (query.next()) {
+        QVariantList row;
+        for (int i = 0; i < query.record().count(); ++i)
+            row.append(query.value(i));
+        result.append(row);
+    }
+    return result;
+}

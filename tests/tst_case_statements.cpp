@@ -1,0 +1,96 @@
+// The statement texts the runs build from host data.
+
+#include "record_batches.h"
+#include "row_insert.h"
+
+#include <QtTest>
+
+class tst_case_statements : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void run_status_updates_data();
+    void run_status_updates();
+    void row_insert_statement_data();
+    void row_insert_statement();
+};
+
+namespace {
+
+const QString update_head = QStringLiteral("Update files set fs_module_apple_metadata_run_status = '1' Where ");
+
+QStringList numbers(int first, int last)
+{
+    QStringList list;
+    for (int i = first; i <= last; ++i)
+        list.append(QString::number(i));
+    return list;
+}
+
+QString terms(QStringList records)
+{
+    std::reverse(records.begin(), records.end());
+    return update_head + QLatin1String("INT = ") + records.join(QLatin1String(" OR INT = "));
+}
+
+} // namespace
+
+void tst_case_statements::run_status_updates_data()
+{
+    QTest::addColumn<QStringList>("records");
+    QTest::addColumn<QStringList>("expected");
+
+    QTest::newRow("no records, no statement") << QStringList() << QStringList();
+    QTest::newRow("records listed newest first without trailing OR")
+        << QStringList{"7", "8", "9"}
+        << QStringList{update_head + "INT = 9 OR INT = 8 OR INT = 7"};
+    QTest::newRow("fifty records make one statement") << numbers(1, 50) << QStringList{terms(numbers(1, 50))};
+    QTest::newRow("fifty-first record opens a second statement")
+        << numbers(1, 51) << QStringList{terms(numbers(1, 50)), update_head + "INT = 51"};
+    QTest::newRow("negative record numbers are whole numbers")
+        << QStringList{"-3", "0"} << QStringList{update_head + "INT = 0 OR INT = -3"};
+    QTest::newRow("text that is no whole number is left out")
+        << QStringList{"1", "", "7a", "1 OR 1=1", "1; DROP TABLE files", " 2", "-", "+4", "٣", "5"}
+        << QStringList{update_head + "INT = 5 OR INT = 1"};
+    QStringList hostile_between = numbers(1, 49) + QStringList{"x"} + numbers(50, 51);
+    QTest::newRow("left-out record takes no place in a batch")
+        << hostile_between << QStringList{terms(numbers(1, 50)), update_head + "INT = 51"};
+}
+
+void tst_case_statements::run_status_updates()
+{
+    QFETCH(QStringList, records);
+    QFETCH(QStringList, expected);
+
+    RecordBatches batches;
+    for (const QString &record : records)
+        batches.add(record);
+    QCOMPARE(batches.update_statements(), expected);
+}
+
+void tst_case_statements::row_insert_statement_data()
+{
+    QTest::addColumn<QStringList>("columns");
+    QTest::addColumn<QString>("expected");
+
+    QTest::newRow("quoted columns then filesystem_record")
+        << QStringList{"kMDItemUseCount", "kMDItemDateAdded"}
+        << "Insert into files ('kMDItemUseCount','kMDItemDateAdded',filesystem_record) Values (?,?,?)";
+    QTest::newRow("file with no keys stores its record alone")
+        << QStringList() << "Insert into files (filesystem_record) Values (?)";
+    QTest::newRow("key without a column gives the empty name")
+        << QStringList{""} << "Insert into files ('',filesystem_record) Values (?,?)";
+    QTest::newRow("quote inside a column name is doubled")
+        << QStringList{"it's'),('x"} << "Insert into files ('it''s''),(''x',filesystem_record) Values (?,?)";
+}
+
+void tst_case_statements::row_insert_statement()
+{
+    QFETCH(QStringList, columns);
+    QFETCH(QString, expected);
+    QCOMPARE(RowInsert::statement(columns), expected);
+}
+
+QTEST_GUILESS_MAIN(tst_case_statements)
+#include "tst_case_statements.moc"
