@@ -1,7 +1,11 @@
 // The worker as the host starts it: what it prints and how it exits.
 
 #include "mainwindow.h"
+#include "test_case.h"
 #include "vantrel.h"
+
+#include <QDir>
+#include <QFile>
 
 #include <QApplication>
 #include <QMenuBar>
@@ -27,7 +31,7 @@ struct WorkerResult
 
 // Starts build/vantrel as a headless host would: no display and no
 // runtime directory in its environment.
-WorkerResult run_worker(const QStringList &arguments)
+WorkerResult run_headless_worker(const QStringList &arguments)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "XDG_RUNTIME_DIR", "QT_QPA_PLATFORM"})
@@ -59,6 +63,9 @@ private slots:
     void argument_count_data();
     void argument_count();
     void window_shell();
+    void dispatch_data();
+    void dispatch();
+    void non_ascii_arguments_arrive_intact();
 
 private:
     QTemporaryDir case_dir;
@@ -97,7 +104,7 @@ void tst_command_line::argument_count()
     QFETCH(QStringList, arguments);
     QFETCH(QByteArray, expected_output);
 
-    const WorkerResult result = run_worker(arguments);
+    const WorkerResult result = run_headless_worker(arguments);
     QCOMPARE(result.exit_status, QProcess::NormalExit);
     QCOMPARE(result.exit_code, 0);
     // Every line goes to the framework's debug stream: stderr, nothing else.
@@ -117,6 +124,64 @@ void tst_command_line::window_shell()
     QCOMPARE(window.statusBar()->objectName(), QStringLiteral("statusbar"));
     QVERIFY(window.reader_object());
     QCOMPARE(window.reader_object()->parent(), &window);
+}
+
+void tst_command_line::dispatch_data()
+{
+    QTest::addColumn<QString>("flag");
+    QTest::addColumn<QStringList>("expected_files");
+
+    // Each run kind opens its own set of databases, and opening a missing
+    // database file brings it into being: the files left show which run ran.
+    const QStringList none;
+    QTest::newRow("1 starts the timestamps run")
+        << "1" << QStringList{"SRC1/apple_timestamps.sqlite", "SRC1/file_system.sqlite"};
+    QTest::newRow("2 starts the full metadata run")
+        << "2" << QStringList{"SRC1/apple_metadata.sqlite", "SRC1/file_system.sqlite"};
+    QTest::newRow("3 starts the right-click run")
+        << "3" << QStringList{"SRC1/apple_metadata.sqlite", "SRC1/file_system.sqlite", "essential.sqlite"};
+    QTest::newRow("4 starts the left-click run") << "4" << QStringList{"SRC1/file_system.sqlite"};
+    QTest::newRow("blank after the digit starts nothing") << "1 " << none;
+    QTest::newRow("blank before the digit starts nothing") << " 1" << none;
+    QTest::newRow("leading zero starts nothing") << "01" << none;
+    QTest::newRow("word starts nothing") << "one" << none;
+    QTest::newRow("empty flag starts nothing") << "" << none;
+    QTest::newRow("unknown digit starts nothing") << "5" << none;
+    QTest::newRow("full-width digit starts nothing") << QString::fromUtf8("\xef\xbc\x92") << none;
+}
+
+void tst_command_line::dispatch()
+{
+    QFETCH(QString, flag);
+    QFETCH(QStringList, expected_files);
+
+    TestCase test_case;
+    const TestCase::Result result =
+        test_case.run(flag, test_case.case_dir() + "essential.sqlite", {"kMDItemFSName"}, {"kMDItemFSName"});
+    QCOMPARE(result.exit_code, 0);
+    QCOMPARE(result.lines, QStringList());
+
+    QStringList files;
+    for (const QString &name : QDir(test_case.case_dir()).entryList(QDir::Files))
+        files.append(name);
+    for (const QString &name : QDir(test_case.database_dir()).entryList(QDir::Files))
+        files.append("SRC1/" + name);
+    files.sort();
+    QCOMPARE(files, expected_files);
+}
+
+void tst_command_line::non_ascii_arguments_arrive_intact()
+{
+    TestCase test_case(QString::fromUtf8("Quelle Ü-€-報告"));
+    const QString path = QString::fromUtf8("/Users/zoë/Документы/报告 \"draft\".txt");
+    test_case.add_file(path);
+    test_case.create_file_system_db({{1, path}});
+    test_case.create_metadata_db({"kMDItemFSName"});
+
+    const TestCase::Result result = test_case.run("2", QString(), {"kMDItemFSName"}, {"kMDItemFSName"});
+    QCOMPARE(result.lines, QStringList());
+    QCOMPARE(TestCase::rows(test_case.database("apple_metadata.sqlite"), "select kMDItemFSName from files"),
+             (QList<QVariantList>{{QString::fromUtf8("报告 \"draft\".txt")}}));
 }
 
 QTEST_MAIN(tst_command_line)
