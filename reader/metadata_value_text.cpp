@@ -1,6 +1,11 @@
 #include "metadata_value_text.h"
 
 #include <charconv>
+#include <iterator>
+#if defined(__APPLE__)
+#include <cstdio>
+#include <xlocale.h>
+#endif
 
 QString metadata_number_text(double number)
 {
@@ -16,12 +21,22 @@ QString metadata_date_text(double seconds_since_1970)
     // printf's "%f", but never with the process locale's decimal comma:
     // the host parses these texts as whole seconds.
     char buffer[400];
+#if defined(__APPLE__)
+    // The C++ library's fixed-point conversion arrived late on macOS; printf
+    // with an explicit C locale prints the same digits.
+    static const locale_t c_numbers = newlocale(LC_NUMERIC_MASK, "C", nullptr);
+    const int length = snprintf_l(buffer, sizeof buffer, c_numbers, "%f", seconds_since_1970);
+    if (length < 0 || std::size_t(length) >= sizeof buffer)
+        return QString();
+    const QString text = QString::fromLatin1(buffer, length);
+#else
     const std::to_chars_result printed = std::to_chars(std::begin(buffer), std::end(buffer),
                                                        seconds_since_1970,
                                                        std::chars_format::fixed, 6);
     if (printed.ec != std::errc())
         return QString();
     const QString text = QString::fromLatin1(buffer, int(printed.ptr - buffer));
+#endif
     const int point = text.indexOf(QLatin1Char('.'));
     return point < 0 ? text : text.left(point);
 }
@@ -64,7 +79,9 @@ QString metadata_value_text(const MetadataValue &value)
 {
     switch (value.kind) {
     case MetadataValue::Kind::Text:
-        return value.text;
+        // A string the store holds is a value even when empty: only a
+        // missing value may be stored as NULL.
+        return value.text.isNull() ? QString(QLatin1String("")) : value.text;
     case MetadataValue::Kind::Number:
         return metadata_number_text(value.number);
     case MetadataValue::Kind::Array:

@@ -6,7 +6,8 @@
 #include <QString>
 
 // The text a value is stored as: null text for no value, for a value kind
-// that is never rendered and for a date at the epoch itself.
+// that is never rendered and for a date at the epoch itself; a string,
+// even an empty one, is never null.
 QString metadata_value_text(const MetadataValue &value);
 
 // A number as the host expects it: at most six significant digits.
