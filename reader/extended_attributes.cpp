@@ -1,0 +1,71 @@
+#include "extended_attributes.h"
+
+#include <sys/types.h>
+#include <sys/xattr.h>
+
+#include <cerrno>
+
+namespace {
+
+// Most values fit: one call reads them. A longer one is measured first.
+constexpr qsizetype first_read_size = 4096;
+
+// Reads through call(buffer, size) into a buffer grown to what the call
+// asks for; nullopt on any other failure. The object can change between
+// two calls, so a few rounds are allowed.
+template <typename Call>
+std::optional<QByteArray> read_grown(Call call)
+{
+    QByteArray buffer(first_read_size, Qt::Uninitialized);
+    for (int round = 0; round < 4; ++round) {
+        const ssize_t read = call(buffer.data(), std::size_t(buffer.size()));
+        if (read >= 0) {
+            buffer.truncate(qsizetype(read));
+            return buffer;
+        }
+        if (errno != ERANGE)
+            return std::nullopt;
+        const ssize_t needed = call(nullptr, 0);
+        if (needed < 0)
+            return std::nullopt;
+        buffer.resize(qsizetype(needed) + 1);
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+ExtendedAttributes::ExtendedAttributes(QByteArray native_path)
+    : path(std::move(native_path))
+{
+    const std::optional<QByteArray> listed = read_grown([this](char *buffer, std::size_t size) {
+        return llistxattr(path.constData(), buffer, size);
+    });
+    if (listed)
+        names = *listed;
+}
+
+bool ExtendedAttributes::contains(QByteArrayView name) const
+{
+    if (name.isEmpty() || name.contains('\0'))
+        return false;
+    for (qsizetype at = 0; at < names.size();) {
+        qsizetype end = names.indexOf('\0', at);
+        if (end < 0)
+            end = names.size();
+        if (QByteArrayView(names).sliced(at, end - at) == name)
+            return true;
+        at = end + 1;
+    }
+    return false;
+}
+
+std::optional<QByteArray> ExtendedAttributes::read(QByteArrayView name) const
+{
+    if (!contains(name))
+        return std::nullopt;
+    const QByteArray terminated = name.toByteArray();
+    return read_grown([this, &terminated](char *buffer, std::size_t size) {
+        return lgetxattr(path.constData(), terminated.constData(), buffer, size);
+    });
+}

@@ -1,0 +1,32 @@
+#ifndef EXTENDED_ATTRIBUTES_H
+#define EXTENDED_ATTRIBUTES_H
+
+#include <QByteArray>
+#include <QByteArrayView>
+
+#include <optional>
+
+// The extended attributes of one file-system object, never those of the
+// file a symbolic link points to: a link inside the evidence must not lead
+// to a file of the examining machine. The names are listed once, when the
+// object is looked at; contents are read only when asked for.
+class ExtendedAttributes
+{
+public:
+    // Lists the names of the attributes of the object at native_path; an
+    // object whose attributes cannot be listed has none.
+    explicit ExtendedAttributes(QByteArray native_path);
+
+    // Whether the object has an attribute of that name.
+    bool contains(QByteArrayView name) const;
+
+    // The content of the attribute of that name, or nullopt when it is
+    // absent or cannot be read.
+    std::optional<QByteArray> read(QByteArrayView name) const;
+
+private:
+    QByteArray path;
+    QByteArray names; // each name followed by a zero byte, as listed
+};
+
+#endif // EXTENDED_ATTRIBUTES_H

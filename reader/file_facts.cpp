@@ -1,0 +1,39 @@
+#include "file_facts.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace {
+
+double seconds_since_1970(const struct statx_timestamp &time)
+{
+    return double(time.tv_sec) + double(time.tv_nsec) / 1e9;
+}
+
+} // namespace
+
+std::optional<FileFacts> read_file_facts(const QByteArray &native_path)
+{
+    if (native_path.isEmpty())
+        return std::nullopt;
+    struct statx status = {};
+    if (statx(AT_FDCWD, native_path.constData(), AT_SYMLINK_NOFOLLOW,
+              STATX_BASIC_STATS | STATX_BTIME, &status) != 0)
+        return std::nullopt;
+
+    // Many file systems keep no creation time, and a few leave out more.
+    const auto reported = [&status](unsigned int mask) { return (status.stx_mask & mask) != 0; };
+    FileFacts facts;
+    facts.is_regular_file = reported(STATX_TYPE) && S_ISREG(status.stx_mode);
+    if (reported(STATX_SIZE))
+        facts.size = status.stx_size;
+    if (reported(STATX_BTIME))
+        facts.birth_time = seconds_since_1970(status.stx_btime);
+    if (reported(STATX_MTIME))
+        facts.modification_time = seconds_since_1970(status.stx_mtime);
+    if (reported(STATX_UID))
+        facts.owner_user_id = status.stx_uid;
+    if (reported(STATX_GID))
+        facts.owner_group_id = status.stx_gid;
+    return facts;
+}

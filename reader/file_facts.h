@@ -1,0 +1,26 @@
+#ifndef FILE_FACTS_H
+#define FILE_FACTS_H
+
+#include <QByteArray>
+
+#include <cstdint>
+#include <optional>
+
+// What the file system records of one object: the object itself, a
+// symbolic link included, never the file it points to. A fact the file
+// system does not report is left out.
+struct FileFacts
+{
+    bool is_regular_file = false;
+    std::optional<std::uint64_t> size;
+    std::optional<double> birth_time;        // seconds since 1970
+    std::optional<double> modification_time; // seconds since 1970
+    std::optional<std::uint32_t> owner_user_id;
+    std::optional<std::uint32_t> owner_group_id;
+};
+
+// The facts of the object at native_path, or nullopt when the object cannot
+// be looked up (it does not exist, or its folder cannot be searched).
+std::optional<FileFacts> read_file_facts(const QByteArray &native_path);
+
+#endif // FILE_FACTS_H

@@ -1,0 +1,225 @@
+#include "file_metadata_store.h"
+
+#include "extended_attributes.h"
+#include "file_facts.h"
+#include "property_list_value.h"
+
+#include <QFile>
+
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+
+namespace {
+
+// Copies of a volume's files keep their macOS attributes under one of these
+// prefixes, depending on the tool that copied them and the file system.
+constexpr const char *macos_attribute_prefixes[] = {"user.", "osx.", ""};
+
+constexpr QByteArrayView metadata_prefix = "com.apple.metadata:";
+
+class FileMetadataItem : public MetadataItem
+{
+public:
+    FileMetadataItem(QString path, QByteArray native_path, FileFacts facts)
+        : path(std::move(path)), facts(std::move(facts)), attributes(std::move(native_path))
+    {
+    }
+
+    MetadataValue copy_attribute(const QString &key) override;
+
+private:
+    using Derivation = MetadataValue (FileMetadataItem::*)() const;
+    struct DerivedKey
+    {
+        const char *key;
+        Derivation derive;
+    };
+    static const DerivedKey derived_keys[];
+
+    std::optional<QByteArray> read_macos_attribute(QByteArrayView name) const;
+    // The item's value from the file system for one of derived_keys.
+    MetadataValue derived_value(const QString &key) const;
+
+    MetadataValue name() const;
+    MetadataValue full_path() const;
+    MetadataValue size() const;
+    MetadataValue creation_date() const;
+    MetadataValue modification_date() const;
+    MetadataValue owner_user_id() const;
+    MetadataValue owner_group_id() const;
+    MetadataValue last_used_date() const;
+    MetadataValue user_tags() const;
+    MetadataValue where_froms() const;
+
+    const QString path;
+    const FileFacts facts;
+    const ExtendedAttributes attributes;
+};
+
+const FileMetadataItem::DerivedKey FileMetadataItem::derived_keys[] = {
+    {"kMDItemFSName", &FileMetadataItem::name},
+    {"kMDItemDisplayName", &FileMetadataItem::name},
+    {"kMDItemPath", &FileMetadataItem::full_path},
+    {"kMDItemFSSize", &FileMetadataItem::size},
+    {"kMDItemFSCreationDate", &FileMetadataItem::creation_date},
+    {"kMDItemContentCreationDate", &FileMetadataItem::creation_date},
+    {"kMDItemFSContentChangeDate", &FileMetadataItem::modification_date},
+    {"kMDItemContentModificationDate", &FileMetadataItem::modification_date},
+    {"kMDItemFSOwnerUserID", &FileMetadataItem::owner_user_id},
+    {"kMDItemFSOwnerGroupID", &FileMetadataItem::owner_group_id},
+    {"kMDItemLastUsedDate", &FileMetadataItem::last_used_date},
+    {"kMDItemUserTags", &FileMetadataItem::user_tags},
+    {"kMDItemWhereFroms", &FileMetadataItem::where_froms},
+};
+
+MetadataValue FileMetadataItem::copy_attribute(const QString &key)
+{
+    QByteArray name = metadata_prefix.toByteArray();
+    name += key.toUtf8();
+    if (const std::optional<QByteArray> stored = read_macos_attribute(name))
+        return property_list_value(*stored);
+    return derived_value(key);
+}
+
+std::optional<QByteArray> FileMetadataItem::read_macos_attribute(QByteArrayView name) const
+{
+    for (const char *prefix : macos_attribute_prefixes) {
+        QByteArray full_name(prefix);
+        full_name += name;
+        if (std::optional<QByteArray> content = attributes.read(full_name))
+            return content;
+    }
+    return std::nullopt;
+}
+
+MetadataValue FileMetadataItem::derived_value(const QString &key) const
+{
+    for (const DerivedKey &derived : derived_keys) {
+        if (key == QLatin1String(derived.key))
+            return (this->*derived.derive)();
+    }
+    return MetadataValue::null_value();
+}
+
+MetadataValue FileMetadataItem::name() const
+{
+    QString trimmed = path;
+    while (trimmed.size() > 1 && trimmed.endsWith(QLatin1Char('/')))
+        trimmed.chop(1);
+    if (trimmed == QLatin1String("/"))
+        return MetadataValue::from_text(trimmed);
+    return MetadataValue::from_text(trimmed.mid(trimmed.lastIndexOf(QLatin1Char('/')) + 1));
+}
+
+MetadataValue FileMetadataItem::full_path() const
+{
+    return MetadataValue::from_text(path);
+}
+
+MetadataValue FileMetadataItem::size() const
+{
+    // Folders, links and devices have no content size.
+    if (!facts.is_regular_file || !facts.size)
+        return MetadataValue::null_value();
+    return MetadataValue::from_number(double(*facts.size));
+}
+
+MetadataValue FileMetadataItem::creation_date() const
+{
+    return facts.birth_time ? MetadataValue::from_date(*facts.birth_time)
+                            : MetadataValue::null_value();
+}
+
+MetadataValue FileMetadataItem::modification_date() const
+{
+    return facts.modification_time ? MetadataValue::from_date(*facts.modification_time)
+                                   : MetadataValue::null_value();
+}
+
+MetadataValue FileMetadataItem::owner_user_id() const
+{
+    return facts.owner_user_id ? MetadataValue::from_number(*facts.owner_user_id)
+                               : MetadataValue::null_value();
+}
+
+MetadataValue FileMetadataItem::owner_group_id() const
+{
+    return facts.owner_group_id ? MetadataValue::from_number(*facts.owner_group_id)
+                                : MetadataValue::null_value();
+}
+
+MetadataValue FileMetadataItem::last_used_date() const
+{
+    // macOS records the last opening as a time specification: 64-bit
+    // seconds, then 64-bit nanoseconds, little-endian.
+    const std::optional<QByteArray> stored = read_macos_attribute("com.apple.lastuseddate#PS");
+    if (!stored)
+        return MetadataValue::null_value();
+    if (stored->size() != 16)
+        return MetadataValue::other();
+    const auto little_endian = [](const char *at) {
+        std::uint64_t value = 0;
+        for (int i = 7; i >= 0; --i)
+            value = (value << 8) | static_cast<unsigned char>(at[i]);
+        return std::int64_t(value);
+    };
+    const double seconds = double(little_endian(stored->constData()));
+    const double nanoseconds = double(little_endian(stored->constData() + 8));
+    return MetadataValue::from_date(seconds + nanoseconds / 1e9);
+}
+
+MetadataValue FileMetadataItem::user_tags() const
+{
+    // The Finder keeps each tag as its name, a line break and its colour's
+    // number; the colour is no part of the tag an examiner sees.
+    const auto without_colour = [](MetadataValue value) {
+        QString &text = value.text;
+        if (value.kind == MetadataValue::Kind::Text && text.size() >= 2
+            && text.at(text.size() - 2) == QLatin1Char('\n')
+            && text.back() >= QLatin1Char('0') && text.back() <= QLatin1Char('9'))
+            text.chop(2);
+        return value;
+    };
+    QByteArray finder_name = metadata_prefix.toByteArray();
+    finder_name += "_kMDItemUserTags";
+    if (const std::optional<QByteArray> stored = read_macos_attribute(finder_name)) {
+        MetadataValue tags = without_colour(property_list_value(*stored));
+        for (MetadataValue &tag : tags.items)
+            tag = without_colour(std::move(tag));
+        return tags;
+    }
+    // Desktops that follow the freedesktop conventions keep a comma list.
+    const std::optional<QByteArray> listed = attributes.read("user.xdg.tags");
+    if (!listed)
+        return MetadataValue::null_value();
+    std::vector<MetadataValue> tags;
+    const QStringList names = QString::fromUtf8(*listed).split(QLatin1Char(','), Qt::SkipEmptyParts);
+    for (const QString &tag : names)
+        tags.push_back(MetadataValue::from_text(tag));
+    return MetadataValue::from_array(std::move(tags));
+}
+
+MetadataValue FileMetadataItem::where_froms() const
+{
+    // Browsers on freedesktop systems record where a download came from.
+    std::vector<MetadataValue> origins;
+    for (const char *name : {"user.xdg.origin.url", "user.xdg.referrer.url"}) {
+        if (const std::optional<QByteArray> url = attributes.read(name))
+            origins.push_back(MetadataValue::from_text(QString::fromUtf8(*url)));
+    }
+    if (origins.empty())
+        return MetadataValue::null_value();
+    return MetadataValue::from_array(std::move(origins));
+}
+
+} // namespace
+
+std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path)
+{
+    const QByteArray native_path = QFile::encodeName(path);
+    std::optional<FileFacts> facts = read_file_facts(native_path);
+    if (!facts)
+        return nullptr;
+    return std::make_unique<FileMetadataItem>(path, native_path, std::move(*facts));
+}

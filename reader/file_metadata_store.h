@@ -1,0 +1,22 @@
+#ifndef FILE_METADATA_STORE_H
+#define FILE_METADATA_STORE_H
+
+#include "metadata_store.h"
+
+// The metadata that the files of a mounted macOS volume carry themselves,
+// for machines without Spotlight. A key's value comes from the file's
+// "com.apple.metadata:" extended attribute of that name where it has one,
+// else, for the keys that describe the file itself (name, path, size,
+// dates, owner, tags, download origin), from the file system. Symbolic
+// links are looked at, never followed.
+class FileMetadataStore : public MetadataStore
+{
+public:
+    FileMetadataStore() = default;
+
+    // The item of an object that exists at path; nullptr for a missing or
+    // empty path or an object that cannot be looked up.
+    std::unique_ptr<MetadataItem> create_item(const QString &path) override;
+};
+
+#endif // FILE_METADATA_STORE_H
