@@ -1,0 +1,171 @@
+// What a file's metadata attribute, a property list, holds as a value,
+// however it is encoded and however it was damaged or crafted.
+
+#include "property_list_bytes.h"
+#include "property_list_value.h"
+
+#include <QElapsedTimer>
+#include <QtTest>
+
+using namespace property_list_bytes;
+
+Q_DECLARE_METATYPE(MetadataValue)
+
+namespace {
+
+MetadataValue text(const char *utf8) { return MetadataValue::from_text(QString::fromUtf8(utf8)); }
+MetadataValue number(double value) { return MetadataValue::from_number(value); }
+MetadataValue date(double since_1970) { return MetadataValue::from_date(since_1970); }
+
+Plist tree(plist_t node) { return Plist(node); }
+
+} // namespace
+
+class tst_property_list_value : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void value_data();
+    void value();
+    void hostile_list_data();
+    void hostile_list();
+    void long_flat_array_is_read_whole();
+};
+
+void tst_property_list_value::value_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<MetadataValue>("expected");
+
+    const Plist where_froms = array(string("https://example.org/a.zip"), string(""));
+    const MetadataValue where_froms_value =
+        MetadataValue::from_array({text("https://example.org/a.zip"), text("")});
+
+    QTest::newRow("binary string") << binary(string("Keynote")) << text("Keynote");
+    QTest::newRow("XML string") << xml(string("Keynote")) << text("Keynote");
+    QTest::newRow("binary non-ASCII string") << binary(string("caf\xC3\xA9 \xE2\x82\xAC"))
+                                             << text("caf\xC3\xA9 \xE2\x82\xAC");
+    QTest::newRow("XML string with entities")
+        << xml_document("<string>&lt;b&gt; &amp; &#233;</string>") << text("<b> & \xC3\xA9");
+    QTest::newRow("empty string is a value") << binary(string("")) << text("");
+    QTest::newRow("binary integer") << binary(integer(4096)) << number(4096);
+    QTest::newRow("negative XML integer") << xml_document("<integer>-5</integer>") << number(-5);
+    QTest::newRow("negative binary integer") << binary(integer(-7)) << number(-7);
+    QTest::newRow("real") << binary(tree(plist_new_real(0.25))) << number(0.25);
+    QTest::newRow("true is one") << xml_document("<true/>") << number(1);
+    QTest::newRow("false is zero") << binary(tree(plist_new_bool(0))) << number(0);
+
+    QTest::newRow("XML date in seconds since 1970")
+        << xml_document("<date>2023-11-14T22:13:20Z</date>") << date(1700000000);
+    QTest::newRow("binary date keeps its microseconds")
+        << binary_date(721692800.25) << date(1700000000.25);
+    QTest::newRow("date before 2001 with a fraction counts backwards")
+        << binary_date(-100.25) << date(978307099.75);
+    QTest::newRow("date before 1970") << xml_document("<date>1969-12-31T00:00:00Z</date>")
+                                      << date(-86400);
+    QTest::newRow("date at the 1970 epoch stays a date")
+        << binary_date(-978307200.0) << date(0);
+    QTest::newRow("Windows zero date of 1601 beyond 32-bit seconds")
+        << xml_document("<date>1601-01-01T00:00:00Z</date>") << date(-11644473600.0);
+    QTest::newRow("binary date in 2200 beyond 32-bit seconds")
+        << binary_date(7258118400.0 - 978307200.0) << date(7258118400.0);
+
+    QTest::newRow("binary array of strings") << binary(where_froms) << where_froms_value;
+    QTest::newRow("XML array of strings") << xml(where_froms) << where_froms_value;
+    QTest::newRow("empty array") << xml_document("<array/>") << MetadataValue::from_array({});
+    QTest::newRow("nested array keeps its kind, not its items")
+        << binary(array(string("a"), array(string("b"))))
+        << MetadataValue::from_array({text("a"), MetadataValue::from_array({})});
+    QTest::newRow("dictionary in an array is another kind")
+        << xml_document("<array><dict><key>k</key><string>v</string></dict><integer>3</integer></array>")
+        << MetadataValue::from_array({MetadataValue::other(), number(3)});
+
+    QTest::newRow("raw data") << xml_document("<data>AAEC</data>") << MetadataValue::other();
+    QTest::newRow("dictionary") << xml_document("<dict><key>k</key><string>v</string></dict>")
+                                << MetadataValue::other();
+    QTest::newRow("keyed-archive identifier") << binary(tree(plist_new_uid(7)))
+                                              << MetadataValue::other();
+}
+
+void tst_property_list_value::value()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(MetadataValue, expected);
+
+    const MetadataValue value = property_list_value(bytes);
+    QCOMPARE(value, expected);
+    if (expected.kind == MetadataValue::Kind::Text)
+        QVERIFY2(!value.text.isNull(), "a string value came back as null text");
+}
+
+void tst_property_list_value::hostile_list_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<MetadataValue>("expected");
+
+    const MetadataValue other = MetadataValue::other();
+    const QByteArray sound = binary(array(string("a"), string("b")));
+
+    QTest::newRow("no bytes") << QByteArray() << other;
+    QTest::newRow("text that is no property list") << QByteArray("Red\n6") << other;
+    QTest::newRow("random bytes") << QByteArray::fromHex("00ff13bc9a0000017f") << other;
+    QTest::newRow("binary magic alone") << QByteArray("bplist00") << other;
+    QTest::newRow("truncated binary list") << sound.left(sound.size() - 5) << other;
+    QTest::newRow("binary list with its trailer cut") << sound.left(sound.size() - 32) << other;
+    QTest::newRow("truncated XML list") << xml(string("abc")).left(60) << other;
+    QTest::newRow("unclosed XML array") << xml_document("<array><string>a</string>") << other;
+
+    QTest::newRow("array containing itself") << binary_objects({array_object({0})}) << other;
+    QTest::newRow("two arrays containing each other")
+        << binary_objects({array_object({1}), array_object({0})}) << other;
+    QTest::newRow("reference to an object that does not exist")
+        << binary_objects({array_object({5})}) << other;
+    QTest::newRow("array claiming more items than bytes")
+        << binary_objects({QByteArray::fromHex("af13") + QByteArray::fromHex("4000000000000000")})
+        << other;
+    QTest::newRow("shared objects fanning out to a trillion nodes")
+        << binary_shared_fan_out(4, 1000) << other;
+    QTest::newRow("binary arrays nested ten thousand deep") << binary_nesting(10000) << other;
+    QTest::newRow("XML arrays nested a hundred thousand deep") << xml_nesting(100000) << other;
+
+    QTest::newRow("shallow nesting is read")
+        << binary_nesting(100) << MetadataValue::from_array({MetadataValue::from_array({})});
+    QTest::newRow("moderate shared fan-out is read") << binary_shared_fan_out(2, 300)
+                                                     << MetadataValue::from_array(
+                                                            std::vector<MetadataValue>(
+                                                                300, MetadataValue::from_array({})));
+}
+
+void tst_property_list_value::hostile_list()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(MetadataValue, expected);
+
+    // A crafted attribute must cost the worker no more than a genuine one.
+    QElapsedTimer clock;
+    clock.start();
+    const MetadataValue value = property_list_value(bytes);
+    QCOMPARE(value, expected);
+    QVERIFY2(clock.elapsed() < 2000, qPrintable(QString("took %1 ms").arg(clock.elapsed())));
+}
+
+void tst_property_list_value::long_flat_array_is_read_whole()
+{
+    // A long list of tags or addresses is genuine: nothing of it is dropped.
+    std::vector<Plist> items;
+    for (int i = 0; i < 100000; ++i)
+        items.push_back(integer(i));
+    const QByteArray bytes = binary(array_of(std::move(items)));
+
+    QElapsedTimer clock;
+    clock.start();
+    const MetadataValue value = property_list_value(bytes);
+    QCOMPARE(value.kind, MetadataValue::Kind::Array);
+    QCOMPARE(value.items.size(), std::size_t(100000));
+    QCOMPARE(value.items.back(), number(99999));
+    QVERIFY2(clock.elapsed() < 2000, qPrintable(QString("took %1 ms").arg(clock.elapsed())));
+}
+
+QTEST_GUILESS_MAIN(tst_property_list_value)
+#include "tst_property_list_value.moc"
