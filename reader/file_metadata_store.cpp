@@ -218,6 +218,10 @@ MetadataValue FileMetadataItem::where_froms() const
 std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path)
 {
     const QByteArray native_path = QFile::encodeName(path);
+    // The system would read such a path only up to its zero byte: a
+    // different file.
+    if (native_path.contains('\0'))
+        return nullptr;
     std::optional<FileFacts> facts = read_file_facts(native_path);
     if (!facts)
         return nullptr;
