@@ -151,8 +151,8 @@ MetadataValue FileMetadataItem::owner_group_id() const
 
 MetadataValue FileMetadataItem::last_used_date() const
 {
-    // macOS records the last opening as a time specification: 64-bit
-    // seconds, then 64-bit nanoseconds, little-endian.
+    // macOS records the last opening as two 64-bit numbers: whole
+    // seconds, then nanoseconds, both little-endian.
     const std::optional<QByteArray> stored = read_macos_attribute("com.apple.lastuseddate#PS");
     if (!stored)
         return MetadataValue::null_value();

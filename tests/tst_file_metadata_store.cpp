@@ -42,8 +42,8 @@ bool set_attribute(const QString &path, const QByteArray &name, const QByteArray
                      std::size_t(content.size()), 0) == 0;
 }
 
-// A time specification as macOS records a file's last opening.
-QByteArray time_specification(qint64 seconds, qint64 nanoseconds)
+// Seconds and nanoseconds as macOS records a file's last opening.
+QByteArray last_opening(qint64 seconds, qint64 nanoseconds)
 {
     QByteArray bytes;
     for (qint64 part : {seconds, nanoseconds}) {
@@ -167,8 +167,8 @@ void tst_file_metadata_store::value_data()
     QTest::newRow("content modification date") << none << "kMDItemContentModificationDate"
                                                 << MetadataValue::from_date(1700000000.5);
 
-    QTest::newRow("last used date from its time specification")
-        << Attributes{{"user.com.apple.lastuseddate#PS", time_specification(1700000000, 250000000)}}
+    QTest::newRow("last used date from its seconds and nanoseconds")
+        << Attributes{{"user.com.apple.lastuseddate#PS", last_opening(1700000000, 250000000)}}
         << "kMDItemLastUsedDate" << MetadataValue::from_date(1700000000.25);
     QTest::newRow("last used date of the wrong length is another kind")
         << Attributes{{"user.com.apple.lastuseddate#PS", QByteArray(15, '\1')}}
