@@ -37,7 +37,7 @@ QString metadata_date_text(double seconds_since_1970)
         return QString();
     const QString text = QString::fromLatin1(buffer, int(printed.ptr - buffer));
 #endif
-    const int point = text.indexOf(QLatin1Char('.'));
+    const qsizetype point = text.indexOf(QLatin1Char('.'));
     return point < 0 ? text : text.left(point);
 }
 

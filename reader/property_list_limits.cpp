@@ -22,12 +22,7 @@ std::uint64_t read_big_endian(const unsigned char *at, std::uint64_t width)
     return value;
 }
 
-// a + b, or false when the sum leaves 64 bits.
-bool add(std::uint64_t a, std::uint64_t b, std::uint64_t *sum)
-{
-    return !__builtin_add_overflow(a, b, sum);
-}
-
+// a * b, or false when the product leaves 64 bits.
 bool multiply(std::uint64_t a, std::uint64_t b, std::uint64_t *product)
 {
     return !__builtin_mul_overflow(a, b, product);
