@@ -121,7 +121,12 @@ TestCase::Result TestCase::run(const QString &flag, const QString &file_paths,
 
 TestCase::Result run_worker(const QStringList &arguments)
 {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "XDG_RUNTIME_DIR", "QT_QPA_PLATFORM"})
+        environment.remove(QString::fromLatin1(name));
+
     QProcess worker;
+    worker.setProcessEnvironment(environment);
     worker.start(QStringLiteral(VANTREL_EXECUTABLE), arguments);
     TestCase::Result result;
     if (!worker.waitForFinished(120000)) {
@@ -131,8 +136,9 @@ TestCase::Result run_worker(const QStringList &arguments)
     }
     result.exit_code = worker.exitCode();
     result.exit_status = worker.exitStatus();
-    const QString output = QString::fromUtf8(worker.readAllStandardError());
-    result.lines = output.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    result.standard_output = worker.readAllStandardOutput();
+    result.standard_error = worker.readAllStandardError();
+    result.lines = QString::fromUtf8(result.standard_error).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     return result;
 }
 

@@ -41,6 +41,8 @@ public:
         int exit_code = -1;
         QProcess::ExitStatus exit_status = QProcess::CrashExit;
         QStringList lines; // the worker's debug output, line by line
+        QByteArray standard_output;
+        QByteArray standard_error;
     };
     // Starts build/vantrel as the host would for this case.
     Result run(const QString &flag, const QString &file_paths = QString(),
@@ -60,7 +62,8 @@ private:
     QString name;
 };
 
-// Runs a worker started by the host and gives the exact lines it printed.
+// Runs build/vantrel as a headless host starts it (no display, no runtime
+// directory) and gives exactly what it printed.
 TestCase::Result run_worker(const QStringList &arguments);
 
 #endif // TEST_CASE_H

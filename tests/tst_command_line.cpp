@@ -4,14 +4,10 @@
 #include "test_case.h"
 #include "vantrel.h"
 
-#include <QDir>
-#include <QFile>
-
 #include <QApplication>
+#include <QDir>
 #include <QMenuBar>
-#include <QProcess>
 #include <QStatusBar>
-#include <QTemporaryDir>
 #include <QtTest>
 
 namespace {
@@ -20,38 +16,6 @@ const QByteArray usage_lines =
     "Parameter Count Mismatch\n"
     "APP virtual_source_path file_paths file_system_dir_path apple_metadata_attributes_names "
     "apple_metadata_column_names source_count_name flag\n";
-
-struct WorkerResult
-{
-    int exit_code = -1;
-    QProcess::ExitStatus exit_status = QProcess::CrashExit;
-    QByteArray standard_output;
-    QByteArray standard_error;
-};
-
-// Starts build/vantrel as a headless host would: no display and no
-// runtime directory in its environment.
-WorkerResult run_headless_worker(const QStringList &arguments)
-{
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "XDG_RUNTIME_DIR", "QT_QPA_PLATFORM"})
-        environment.remove(QString::fromLatin1(name));
-
-    QProcess worker;
-    worker.setProcessEnvironment(environment);
-    worker.start(QStringLiteral(VANTREL_EXECUTABLE), arguments);
-    WorkerResult result;
-    if (!worker.waitForFinished(60000)) {
-        worker.kill();
-        worker.waitForFinished();
-        return result;
-    }
-    result.exit_code = worker.exitCode();
-    result.exit_status = worker.exitStatus();
-    result.standard_output = worker.readAllStandardOutput();
-    result.standard_error = worker.readAllStandardError();
-    return result;
-}
 
 } // namespace
 
@@ -67,8 +31,6 @@ private slots:
     void dispatch();
     void non_ascii_arguments_arrive_intact();
 
-private:
-    QTemporaryDir case_dir;
 };
 
 void tst_command_line::argument_count_data()
@@ -104,7 +66,7 @@ void tst_command_line::argument_count()
     QFETCH(QStringList, arguments);
     QFETCH(QByteArray, expected_output);
 
-    const WorkerResult result = run_headless_worker(arguments);
+    const TestCase::Result result = run_worker(arguments);
     QCOMPARE(result.exit_status, QProcess::NormalExit);
     QCOMPARE(result.exit_code, 0);
     // Every line goes to the framework's debug stream: stderr, nothing else.
