@@ -30,7 +30,6 @@ private slots:
     void dispatch_data();
     void dispatch();
     void non_ascii_arguments_arrive_intact();
-
 };
 
 void tst_command_line::argument_count_data()
