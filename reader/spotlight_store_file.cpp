@@ -9,6 +9,7 @@
 #include <lz4.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -26,6 +27,9 @@ constexpr qint64 block_map_entry_size = 16;
 // obeying it could exhaust memory.
 constexpr quint32 max_page_size = 64 * 1024 * 1024;
 constexpr qint64 max_decompressed_page = 16 * 1024 * 1024;
+// Metadata pages shrink to a half or a quarter; a whole store decompressing
+// to many times its size is a bomb.
+constexpr qint64 decompression_budget_factor = 32;
 constexpr qint64 max_block_map_size = 64 * 1024 * 1024;
 constexpr int page_cache_size = 8;
 
@@ -243,6 +247,9 @@ bool SpotlightStoreFile::read_header(const QString &string_map_folder)
         if (block != 0)
             metadata_pages_.push_back(qint64(block) * block_size);
     }
+    // A page listed twice is read once; scanning goes through the file in order.
+    std::sort(metadata_pages_.begin(), metadata_pages_.end());
+    metadata_pages_.erase(std::unique(metadata_pages_.begin(), metadata_pages_.end()), metadata_pages_.end());
     return true;
 }
 
@@ -278,18 +285,20 @@ void SpotlightStoreFile::read_table_page(qint64 offset, const std::function<bool
     }
 }
 
-SpotlightStoreFile::PageState SpotlightStoreFile::read_page(qint64 offset, QByteArray &contents)
+SpotlightStoreFile::PageState SpotlightStoreFile::read_page(qint64 offset, QByteArray &contents, qint64 limit,
+                                                            qint64 *end)
 {
     const auto header = read_page_header(offset);
     if (!header)
         return PageState::Damaged;
+    if (end)
+        *end = offset + header->used;
     const QByteArray payload = source_->read(offset + page_header_size, header->used - page_header_size);
     if (payload.size() < qsizetype(header->used - page_header_size))
         return PageState::Damaged;
 
     if (payload.startsWith("bvx"))
         return PageState::Skipped; // LZFSE: no decoder for it on this system
-    qint64 limit = max_decompressed_page;
     if (header->decompressed_size > page_header_size)
         limit = qMin<qint64>(limit, qint64(header->decompressed_size) - page_header_size);
     if (payload.startsWith("bv4"))
@@ -309,7 +318,7 @@ const QByteArray *SpotlightStoreFile::cached_page(qint64 offset)
         }
     }
     QByteArray contents;
-    if (read_page(offset, contents) != PageState::Read)
+    if (read_page(offset, contents, max_decompressed_page) != PageState::Read)
         return nullptr;
     page_cache_.emplace_front(offset, std::move(contents));
     if (int(page_cache_.size()) > page_cache_size)
@@ -323,10 +332,17 @@ SpotlightScanSummary SpotlightStoreFile::scan(const std::function<void(const Spo
     const auto wanted = [](const SpotlightProperty &property) {
         return property.name == QLatin1String(file_name_key);
     };
+    // Damage can make pages overlap, or claim far more contents than any
+    // real index compresses to; neither may multiply the work of a scan.
+    qint64 covered_until = 0;
+    qint64 budget = decompression_budget_factor * source_->size() + max_decompressed_page;
     for (qint64 page_offset : metadata_pages_) {
         ++summary.pages;
         QByteArray contents;
-        const PageState state = read_page(page_offset, contents);
+        const PageState state = page_offset < covered_until || budget <= 0
+            ? PageState::Damaged
+            : read_page(page_offset, contents, qMin(budget, max_decompressed_page), &covered_until);
+        budget -= contents.size();
         if (state == PageState::Skipped) {
             ++summary.pages_skipped;
             continue;

@@ -89,7 +89,8 @@ private:
     bool read_header(const QString &string_map_folder);
     void read_table_page(qint64 offset, const std::function<bool(SpotlightByteReader &)> &add_entry);
     std::optional<PageHeader> read_page_header(qint64 offset);
-    PageState read_page(qint64 offset, QByteArray &contents);
+    // Decompresses at most limit bytes; end receives where the page ends.
+    PageState read_page(qint64 offset, QByteArray &contents, qint64 limit, qint64 *end = nullptr);
     const QByteArray *cached_page(qint64 offset);
 
     std::unique_ptr<SpotlightByteSource> source_;

@@ -92,37 +92,43 @@ QByteArray page(const QByteArray &body, quint32 flags, quint32 decompressed_size
     return bytes;
 }
 
-QByteArray synthetic_store(const QList<SyntheticItem> &items, int items_per_page = 500)
+QByteArray record(const SyntheticItem &item)
+{
+    QByteArray record = varint(item.id) + '\0' + varint(1) + varint(item.parent) + varint(item.updated);
+    const QByteArray name = item.name.toUtf8() + '\0';
+    const QByteArray display = item.display_name.toUtf8() + '\0';
+    record += varint(1) + varint(quint64(name.size())) + name;
+    record += varint(1) + varint(quint64(display.size())) + display;
+    return record;
+}
+
+QByteArray records_page(const QList<QByteArray> &records)
+{
+    QByteArray body;
+    for (const QByteArray &record : records)
+        body += u32(quint32(record.size())) + record;
+    return page(body, 0x09, quint32(0x14 + body.size()), true);
+}
+
+// Header block, block map, attribute table page, then the metadata pages,
+// each listed map_repeat times in the block map.
+QByteArray assemble_store(const QList<QByteArray> &metadata_pages, int map_repeat = 1)
 {
     QByteArray properties = QByteArray(12, '\0');
     properties += u32(1) + "\x0b\x4c" "_kMDItemFileName" + '\0';
     properties += u32(2) + "\x0b\x40" "kMDItemDisplayName" + '\0';
+    properties += u32(3) + "\x08\x0e" "kMDStoreAccumulatedSizes" + '\0';
     const QByteArray property_page = page(properties, 0x11, 0, false);
 
-    QList<QByteArray> metadata_pages;
-    QByteArray map_entries;
-    for (int first = 0; first < items.size(); first += items_per_page) {
-        QByteArray records;
-        for (int i = first; i < qMin(first + items_per_page, int(items.size())); ++i) {
-            const SyntheticItem &item = items[i];
-            QByteArray record = varint(item.id) + '\0' + varint(1) + varint(item.parent) + varint(item.updated);
-            const QByteArray name = item.name.toUtf8() + '\0';
-            const QByteArray display = item.display_name.toUtf8() + '\0';
-            record += varint(1) + varint(quint64(name.size())) + name;
-            record += varint(1) + varint(quint64(display.size())) + display;
-            records += u32(quint32(record.size())) + record;
-        }
-        metadata_pages.append(page(records, 0x09, quint32(0x14 + records.size()), true));
-    }
-
-    // Header block, block map block, then the pages.
-    const int map_blocks = int((0x14 + 16 * metadata_pages.size() + 0xfff) / 0x1000);
+    const qsizetype entries = metadata_pages.size() * map_repeat;
+    const int map_blocks = int((0x14 + 16 * entries + 0xfff) / 0x1000);
     quint32 block = 1 + quint32(map_blocks);
     const quint32 property_block = block;
     block += quint32(property_page.size() / 0x1000);
-    QByteArray map = "2mbd" + u32(quint32(map_blocks * 0x1000)) + u32(quint32(metadata_pages.size())) + u32(0) + u32(0);
+    QByteArray map = "2mbd" + u32(quint32(map_blocks * 0x1000)) + u32(quint32(entries)) + u32(0) + u32(0);
     for (const QByteArray &metadata : metadata_pages) {
-        map += QByteArray(8, '\0') + u32(block) + u32(quint32(metadata.size()));
+        for (int i = 0; i < map_repeat; ++i)
+            map += QByteArray(8, '\0') + u32(block) + u32(quint32(metadata.size()));
         block += quint32(metadata.size() / 0x1000);
     }
     map.resize(map_blocks * 0x1000, '\0');
@@ -134,6 +140,18 @@ QByteArray synthetic_store(const QList<SyntheticItem> &items, int items_per_page
     for (const QByteArray &metadata : metadata_pages)
         store += metadata;
     return store;
+}
+
+QByteArray synthetic_store(const QList<SyntheticItem> &items, int items_per_page = 500)
+{
+    QList<QByteArray> pages;
+    for (int first = 0; first < items.size(); first += items_per_page) {
+        QList<QByteArray> records;
+        for (int i = first; i < qMin(first + items_per_page, int(items.size())); ++i)
+            records.append(record(items[i]));
+        pages.append(records_page(records));
+    }
+    return assemble_store(pages);
 }
 
 bool write_file(const QString &path, const QByteArray &bytes)
@@ -184,6 +202,8 @@ private slots:
     void whole_store_reads();
     void damaged_copies_data();
     void damaged_copies();
+    void hostile_stores_data();
+    void hostile_stores();
     void store_files_merge_data();
     void store_files_merge();
     void hundred_thousand_items_index_in_seconds();
@@ -421,6 +441,59 @@ void tst_spotlight_index::damaged_copies()
         file.write(original.constData() + at, 1);
     }
     QVERIFY2(timer.elapsed() < 60000, qPrintable(QString("took %1 ms").arg(timer.elapsed())));
+}
+
+void tst_spotlight_index::hostile_stores_data()
+{
+    QTest::addColumn<QByteArray>("store");
+    QTest::addColumn<qint64>("expected_items");
+    QTest::addColumn<int>("expected_damaged_pages");
+    QTest::addColumn<bool>("records_complete");
+
+    const QByteArray two_items = records_page({record({20, 2, 1, "a", "A"}), record({21, 2, 1, "b", "B"})});
+    QTest::newRow("page listed a hundred thousand times is read once")
+        << assemble_store({two_items}, 100000) << qint64(2) << 0 << true;
+
+    QByteArray bomb = page(QByteArray(64 * 1024 * 1024, '\0'), 0x09, 0, true);
+    QTest::newRow("page inflating past every limit") << assemble_store({bomb}) << qint64(0) << 1 << true;
+
+    QByteArray too_long = two_items;
+    qToLittleEndian(quint32(0x7fffffff), too_long.data() + 8);
+    QTest::newRow("page claiming more bytes than the store holds")
+        << assemble_store({too_long}) << qint64(0) << 1 << true;
+
+    // 2^53 sizes: a count no record can hold.
+    const QByteArray huge_array = record({20, 2, 1, "a", "A"}) + varint(1) + varint(quint64(1) << 56);
+    QTest::newRow("multi-valued attribute claiming 2^53 values")
+        << assemble_store({records_page({huge_array})}) << qint64(1) << 0 << false;
+
+    QTest::newRow("record size beyond its page")
+        << assemble_store({page(u32(0x7ffffff0) + record({20, 2, 1, "a", "A"}), 0x09, 0x100, true)})
+        << qint64(0) << 0 << true;
+}
+
+void tst_spotlight_index::hostile_stores()
+{
+    QFETCH(QByteArray, store);
+    QFETCH(qint64, expected_items);
+    QFETCH(int, expected_damaged_pages);
+    QFETCH(bool, records_complete);
+
+    QElapsedTimer timer;
+    timer.start();
+    auto file = SpotlightStoreFile::open(SpotlightByteSource::from_bytes(store));
+    QVERIFY(file);
+    std::vector<SpotlightRecordLocation> locations;
+    const SpotlightScanSummary summary =
+        file->scan([&](const SpotlightScannedItem &item) { locations.push_back(item.location); });
+    QCOMPARE(summary.items, expected_items);
+    QCOMPARE(summary.pages_damaged, expected_damaged_pages);
+    for (const SpotlightRecordLocation &location : locations) {
+        bool complete = false;
+        QVERIFY(file->attributes(location, &complete));
+        QCOMPARE(complete, records_complete);
+    }
+    QVERIFY2(timer.elapsed() < 5000, qPrintable(QString("took %1 ms").arg(timer.elapsed())));
 }
 
 void tst_spotlight_index::store_files_merge_data()
