@@ -1,10 +1,12 @@
 #include "metadata_store.h"
 
 #include "file_metadata_store.h"
+#include "spotlight_index_store.h"
 
+// Without Spotlight the files of the mounted volume are the source; where
+// the volume keeps its own Spotlight index, the index answers first for the
+// files it holds.
 std::unique_ptr<MetadataStore> create_platform_metadata_store(const QString &volume_root)
 {
-    // Without Spotlight the files of the mounted volume are the only source.
-    Q_UNUSED(volume_root);
-    return std::make_unique<FileMetadataStore>();
+    return SpotlightIndexStore::wrap(volume_root, std::make_unique<FileMetadataStore>());
 }

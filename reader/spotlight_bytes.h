@@ -1,0 +1,139 @@
+#ifndef SPOTLIGHT_BYTES_H
+#define SPOTLIGHT_BYTES_H
+
+#include <QByteArray>
+#include <QtGlobal>
+
+#include <cstring>
+
+// Reads the little-endian fields and variable-length integers of a volume's
+// Spotlight index. Every read checks the bytes left first and fails rather
+// than running past the end, so nothing taken from the index is used unchecked.
+class SpotlightByteReader
+{
+public:
+    SpotlightByteReader(const char *data, qsizetype size) : data_(data), size_(size < 0 ? 0 : size) {}
+    explicit SpotlightByteReader(const QByteArray &bytes) : SpotlightByteReader(bytes.constData(), bytes.size()) {}
+
+    qsizetype position() const { return position_; }
+    qsizetype remaining() const { return size_ - position_; }
+    bool at_end() const { return position_ >= size_; }
+
+    bool skip(quint64 count)
+    {
+        if (count > quint64(remaining()))
+            return false;
+        position_ += qsizetype(count);
+        return true;
+    }
+
+    bool read_u8(quint8 &value)
+    {
+        if (remaining() < 1)
+            return false;
+        value = quint8(data_[position_++]);
+        return true;
+    }
+
+    bool read_u32(quint32 &value) { return read_little_endian(value); }
+    bool read_u64(quint64 &value) { return read_little_endian(value); }
+
+    bool read_f32(float &value)
+    {
+        quint32 bits = 0;
+        if (!read_u32(bits))
+            return false;
+        std::memcpy(&value, &bits, sizeof value);
+        return true;
+    }
+
+    bool read_f64(double &value)
+    {
+        quint64 bits = 0;
+        if (!read_u64(bits))
+            return false;
+        std::memcpy(&value, &bits, sizeof value);
+        return true;
+    }
+
+    // Hands out the next count bytes without copying them.
+    bool read_bytes(quint64 count, const char *&bytes)
+    {
+        if (count > quint64(remaining()))
+            return false;
+        bytes = data_ + position_;
+        position_ += qsizetype(count);
+        return true;
+    }
+
+    // Text up to its terminating NUL, which is consumed; fails without one.
+    bool read_cstring(QByteArray &text)
+    {
+        if (remaining() <= 0)
+            return false;
+        const void *end = std::memchr(data_ + position_, 0, size_t(remaining()));
+        if (!end)
+            return false;
+        const qsizetype length = static_cast<const char *>(end) - (data_ + position_);
+        text = QByteArray(data_ + position_, length);
+        position_ += length + 1;
+        return true;
+    }
+
+    // The index's own integers: the number of leading one bits of the first
+    // byte is the number of bytes that follow, most significant first, the
+    // rest of the first byte holding the top bits. A first byte of 0xff is
+    // followed by a whole 64-bit value stored least significant byte first.
+    bool read_varint(quint64 &value)
+    {
+        quint8 first = 0;
+        if (!read_u8(first))
+            return false;
+        int following = 0;
+        while (following < 8 && (first & (0x80 >> following)))
+            ++following;
+        if (following == 8)
+            return read_u64(value);
+        if (remaining() < following)
+            return false;
+        value = first & (0x7f >> following);
+        for (int i = 0; i < following; ++i)
+            value = (value << 8) | quint8(data_[position_++]);
+        return true;
+    }
+
+    // The external string maps' entry lengths: seven bits a byte, the lowest
+    // group first, the top bit saying another byte follows.
+    bool read_leb128(quint64 &value)
+    {
+        value = 0;
+        for (int shift = 0; shift < 64; shift += 7) {
+            quint8 byte = 0;
+            if (!read_u8(byte))
+                return false;
+            value |= quint64(byte & 0x7f) << shift;
+            if (!(byte & 0x80))
+                return true;
+        }
+        return false;
+    }
+
+private:
+    template<typename T>
+    bool read_little_endian(T &value)
+    {
+        if (remaining() < qsizetype(sizeof(T)))
+            return false;
+        value = 0;
+        for (size_t i = 0; i < sizeof(T); ++i)
+            value |= T(quint8(data_[position_ + qsizetype(i)])) << (8 * i);
+        position_ += qsizetype(sizeof(T));
+        return true;
+    }
+
+    const char *data_ = nullptr;
+    qsizetype size_ = 0;
+    qsizetype position_ = 0;
+};
+
+#endif // SPOTLIGHT_BYTES_H

@@ -1,0 +1,34 @@
+#ifndef SPOTLIGHT_INDEX_STORE_H
+#define SPOTLIGHT_INDEX_STORE_H
+
+#include "metadata_store.h"
+
+#include <QString>
+
+#include <memory>
+
+class SpotlightVolumeIndex;
+
+// Answers from the volume's own Spotlight index where it holds the file,
+// and from another store (the files themselves) for everything else: the
+// keys the index item lacks, and files the index has no item for.
+class SpotlightIndexStore : public MetadataStore
+{
+public:
+    SpotlightIndexStore(const QString &volume_root, std::unique_ptr<SpotlightVolumeIndex> index,
+                        std::unique_ptr<MetadataStore> fallback);
+    ~SpotlightIndexStore() override;
+
+    // Reads the index of the volume at volume_root once; when there is none
+    // that can be read, fallback alone is the store.
+    static std::unique_ptr<MetadataStore> wrap(const QString &volume_root, std::unique_ptr<MetadataStore> fallback);
+
+    std::unique_ptr<MetadataItem> create_item(const QString &path) override;
+
+private:
+    QString volume_root_;
+    std::unique_ptr<SpotlightVolumeIndex> index_;
+    std::unique_ptr<MetadataStore> fallback_;
+};
+
+#endif // SPOTLIGHT_INDEX_STORE_H

@@ -1,0 +1,49 @@
+#ifndef SPOTLIGHT_RECORD_H
+#define SPOTLIGHT_RECORD_H
+
+#include "metadata_value.h"
+
+#include <QString>
+#include <QtGlobal>
+
+#include <functional>
+
+class SpotlightByteReader;
+class SpotlightTables;
+struct SpotlightProperty;
+
+// The fixed start of an item record of the index.
+struct SpotlightRecordHeader
+{
+    quint64 id = 0;      // the item's file-system identifier (2: the volume root)
+    quint8 flags = 0;
+    quint64 parent = 0;  // its folder's identifier; all bits set for the root,
+                         // 0 for items that are no file of the volume
+    quint64 updated = 0; // when the index last wrote the item: microseconds since 1970
+};
+
+bool spotlight_read_record_header(SpotlightByteReader &record, SpotlightRecordHeader &header);
+
+// One attribute of an item as the index holds it.
+struct SpotlightAttribute
+{
+    QString name;
+    MetadataValue value;
+};
+
+enum class SpotlightRecordEnd { Complete, Stopped, Damaged };
+
+// Reads the attributes that follow a record's header, in the record's order.
+// The value of every attribute that wanted accepts is built and handed to
+// take, which returns false to stop there; other values are stepped over.
+// Damaged: an attribute could not be read, and nothing after it can be
+// trusted; what was handed over before it stands.
+SpotlightRecordEnd spotlight_read_attributes(
+    SpotlightByteReader &record, const SpotlightTables &tables,
+    const std::function<bool(const SpotlightProperty &)> &wanted,
+    const std::function<bool(const SpotlightProperty &, MetadataValue &&)> &take);
+
+// Index dates count seconds from 2001-01-01 UTC.
+constexpr double spotlight_seconds_from_1970_to_2001 = 978307200.0;
+
+#endif // SPOTLIGHT_RECORD_H

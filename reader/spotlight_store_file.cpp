@@ -1,0 +1,411 @@
+#include "spotlight_store_file.h"
+
+#include "spotlight_bytes.h"
+#include "spotlight_string_maps.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <lz4.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+// The header's page numbers count blocks of this size.
+constexpr qint64 block_size = 0x1000;
+constexpr qint64 store_header_size = 0x48;
+constexpr qint64 page_header_size = 0x14;
+// Table pages start their entries after a few more unused bytes.
+constexpr qint64 table_entries_start = 0x20;
+constexpr qint64 block_map_header_size = 0x14;
+constexpr qint64 block_map_entry_size = 16;
+
+// No page of a real store comes near these; a larger claim is damage, and
+// obeying it could exhaust memory.
+constexpr quint32 max_page_size = 64 * 1024 * 1024;
+constexpr qint64 max_decompressed_page = 16 * 1024 * 1024;
+// Metadata pages shrink to a half or a quarter; a whole store decompressing
+// to many times its size is a bomb.
+constexpr qint64 decompression_budget_factor = 32;
+constexpr qint64 max_block_map_size = 64 * 1024 * 1024;
+constexpr int page_cache_size = 8;
+
+const char file_name_key[] = "_kMDItemFileName";
+
+class FileSource : public SpotlightByteSource
+{
+public:
+    explicit FileSource(const QString &path) : file_(path) {}
+    bool open() { return file_.open(QIODevice::ReadOnly); }
+    qint64 size() const override { return file_.size(); }
+    QByteArray read(qint64 offset, qint64 length) override
+    {
+        if (offset < 0 || length <= 0 || !file_.seek(offset))
+            return QByteArray();
+        return file_.read(length);
+    }
+
+private:
+    QFile file_;
+};
+
+class MemorySource : public SpotlightByteSource
+{
+public:
+    explicit MemorySource(QByteArray bytes) : bytes_(std::move(bytes)) {}
+    qint64 size() const override { return bytes_.size(); }
+    QByteArray read(qint64 offset, qint64 length) override
+    {
+        if (offset < 0 || length <= 0 || offset >= bytes_.size())
+            return QByteArray();
+        return bytes_.mid(qsizetype(offset), qsizetype(qMin(length, bytes_.size() - offset)));
+    }
+
+private:
+    QByteArray bytes_;
+};
+
+bool has_signature(const QByteArray &bytes, const char *tail)
+{
+    // Pages and maps are signed with a version digit and a three-letter tail.
+    return bytes.size() >= 4 && std::memcmp(bytes.constData() + 1, tail, 3) == 0;
+}
+
+// Apple's LZ4 framing: blocks "bv41" (decompressed size, compressed size,
+// data), "bv4-" (size, stored bytes), ended by "bv4$". Later blocks may
+// refer back into earlier output, so all are decoded into one buffer.
+bool decompress_lz4(const QByteArray &input, qint64 limit, QByteArray &output)
+{
+    SpotlightByteReader reader(input);
+    output.clear();
+    while (true) {
+        const char *magic = nullptr;
+        if (!reader.read_bytes(4, magic))
+            return false;
+        if (std::memcmp(magic, "bv4$", 4) == 0)
+            return true;
+        quint32 decompressed = 0, compressed = 0;
+        const char *data = nullptr;
+        if (!reader.read_u32(decompressed) || decompressed > limit - output.size())
+            return false;
+        const qsizetype at = output.size();
+        if (std::memcmp(magic, "bv4-", 4) == 0) {
+            if (!reader.read_bytes(decompressed, data))
+                return false;
+            output.append(data, qsizetype(decompressed));
+        } else if (std::memcmp(magic, "bv41", 4) == 0) {
+            if (!reader.read_u32(compressed) || compressed > quint32(INT_MAX) || !reader.read_bytes(compressed, data))
+                return false;
+            output.resize(at + qsizetype(decompressed));
+            const int written = LZ4_decompress_safe_usingDict(data, output.data() + at, int(compressed),
+                                                              int(decompressed), output.constData(), int(at));
+            if (written != int(decompressed))
+                return false;
+        } else {
+            return false;
+        }
+    }
+}
+
+bool decompress_zlib(const QByteArray &input, qint64 limit, QByteArray &output)
+{
+    output.resize(qsizetype(limit));
+    z_stream stream{};
+    if (inflateInit(&stream) != Z_OK)
+        return false;
+    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(input.constData()));
+    stream.avail_in = uInt(input.size());
+    stream.next_out = reinterpret_cast<Bytef *>(output.data());
+    stream.avail_out = uInt(output.size());
+    const int result = inflate(&stream, Z_FINISH);
+    const qsizetype written = qsizetype(stream.total_out);
+    inflateEnd(&stream);
+    // Z_BUF_ERROR: the stream wants more room than the page may take.
+    if (result != Z_STREAM_END)
+        return false;
+    output.truncate(written);
+    return true;
+}
+
+bool is_zlib_stream(const QByteArray &bytes)
+{
+    if (bytes.size() < 2)
+        return false;
+    const unsigned first = quint8(bytes[0]), second = quint8(bytes[1]);
+    return (first & 0x0f) == 8 && (first >> 4) <= 7 && ((first << 8) | second) % 31 == 0;
+}
+
+} // namespace
+
+struct SpotlightStoreFile::PageHeader
+{
+    quint32 size = 0;
+    quint32 used = 0;
+    quint32 flags = 0;
+    quint32 decompressed_size = 0; // of compressed pages: with the page header
+};
+
+std::unique_ptr<SpotlightByteSource> SpotlightByteSource::from_file(const QString &path)
+{
+    auto source = std::make_unique<FileSource>(path);
+    if (!source->open())
+        return nullptr;
+    return source;
+}
+
+std::unique_ptr<SpotlightByteSource> SpotlightByteSource::from_bytes(QByteArray bytes)
+{
+    return std::make_unique<MemorySource>(std::move(bytes));
+}
+
+SpotlightStoreFile::SpotlightStoreFile(std::unique_ptr<SpotlightByteSource> source) : source_(std::move(source)) {}
+
+std::unique_ptr<SpotlightStoreFile> SpotlightStoreFile::open(std::unique_ptr<SpotlightByteSource> source,
+                                                             const QString &string_map_folder)
+{
+    if (!source)
+        return nullptr;
+    std::unique_ptr<SpotlightStoreFile> store(new SpotlightStoreFile(std::move(source)));
+    if (!store->read_header(string_map_folder))
+        return nullptr;
+    return store;
+}
+
+std::unique_ptr<SpotlightStoreFile> SpotlightStoreFile::open_file(const QString &path)
+{
+    return open(SpotlightByteSource::from_file(path), QFileInfo(path).absolutePath());
+}
+
+bool SpotlightStoreFile::read_header(const QString &string_map_folder)
+{
+    const QByteArray header = source_->read(0, store_header_size);
+    if (header.size() < store_header_size || !header.startsWith("8tsd"))
+        return false;
+    SpotlightByteReader reader(header);
+    quint32 map_offset = 0, map_size = 0;
+    quint32 table_blocks[5] = {};
+    reader.skip(0x24);
+    reader.read_u32(map_offset);
+    reader.read_u32(map_size);
+    reader.skip(4);
+    for (quint32 &block : table_blocks)
+        reader.read_u32(block);
+
+    // Tables: the string maps when the store has them, else the table pages
+    // the header points to (attribute names, categories, an unused table,
+    // category lists, localized category lists).
+    if (!string_map_folder.isEmpty())
+        spotlight_read_string_map_tables(string_map_folder, tables_);
+    using List = SpotlightTables::ListTable;
+    if (!tables_.has_properties() && table_blocks[0]) {
+        read_table_page(table_blocks[0] * block_size, [this](SpotlightByteReader &entry) {
+            quint32 number = 0;
+            return entry.read_u32(number) && tables_.add_property(number, entry);
+        });
+    }
+    if (!tables_.has_categories() && table_blocks[1]) {
+        read_table_page(table_blocks[1] * block_size, [this](SpotlightByteReader &entry) {
+            quint32 number = 0;
+            return entry.read_u32(number) && tables_.add_category(number, entry);
+        });
+    }
+    const std::pair<int, List> lists[] = {{3, List::Plain}, {4, List::Localized}};
+    for (const auto &[slot, table] : lists) {
+        if (tables_.has_lists(table) || !table_blocks[slot])
+            continue;
+        read_table_page(table_blocks[slot] * block_size, [this, table = table](SpotlightByteReader &entry) {
+            quint32 number = 0;
+            return entry.read_u32(number) && tables_.add_list(table, number, entry);
+        });
+    }
+    if (!tables_.has_properties())
+        return false;
+
+    // The block map lists the metadata pages, each with the highest item
+    // identifier it holds.
+    if (map_size < block_map_header_size || map_size > max_block_map_size)
+        return true;
+    const QByteArray map = source_->read(map_offset, map_size);
+    if (!has_signature(map, "mbd"))
+        return true;
+    SpotlightByteReader map_reader(map);
+    quint32 count = 0;
+    map_reader.skip(8);
+    map_reader.read_u32(count);
+    map_reader.skip(block_map_header_size - 12);
+    const quint64 room = quint64(map_reader.remaining()) / block_map_entry_size;
+    metadata_pages_.reserve(size_t(qMin<quint64>(count, room)));
+    for (quint64 i = 0; i < count && i < room; ++i) {
+        quint64 highest_id = 0;
+        quint32 block = 0, size = 0;
+        map_reader.read_u64(highest_id);
+        map_reader.read_u32(block);
+        map_reader.read_u32(size);
+        if (block != 0)
+            metadata_pages_.push_back(qint64(block) * block_size);
+    }
+    // A page listed twice is read once; scanning goes through the file in order.
+    std::sort(metadata_pages_.begin(), metadata_pages_.end());
+    metadata_pages_.erase(std::unique(metadata_pages_.begin(), metadata_pages_.end()), metadata_pages_.end());
+    return true;
+}
+
+std::optional<SpotlightStoreFile::PageHeader> SpotlightStoreFile::read_page_header(qint64 offset)
+{
+    const QByteArray bytes = source_->read(offset, page_header_size);
+    if (bytes.size() < page_header_size || !has_signature(bytes, "pbd"))
+        return std::nullopt;
+    SpotlightByteReader reader(bytes);
+    PageHeader header;
+    reader.skip(4);
+    reader.read_u32(header.size);
+    reader.read_u32(header.used);
+    reader.read_u32(header.flags);
+    reader.read_u32(header.decompressed_size);
+    if (header.size > max_page_size || header.used > header.size || header.used < page_header_size
+        || offset + qint64(header.used) > source_->size())
+        return std::nullopt;
+    return header;
+}
+
+void SpotlightStoreFile::read_table_page(qint64 offset, const std::function<bool(SpotlightByteReader &)> &add_entry)
+{
+    const auto header = read_page_header(offset);
+    if (!header || header->used < table_entries_start)
+        return;
+    const QByteArray page = source_->read(offset, header->used);
+    if (page.size() < qsizetype(header->used))
+        return;
+    SpotlightByteReader entries(page.constData() + table_entries_start, page.size() - table_entries_start);
+    // An entry that can't be read leaves the place of every later one unknown.
+    while (!entries.at_end() && add_entry(entries)) {
+    }
+}
+
+SpotlightStoreFile::PageState SpotlightStoreFile::read_page(qint64 offset, QByteArray &contents, qint64 limit,
+                                                            qint64 *end)
+{
+    const auto header = read_page_header(offset);
+    if (!header)
+        return PageState::Damaged;
+    if (end)
+        *end = offset + header->used;
+    const QByteArray payload = source_->read(offset + page_header_size, header->used - page_header_size);
+    if (payload.size() < qsizetype(header->used - page_header_size))
+        return PageState::Damaged;
+
+    if (payload.startsWith("bvx"))
+        return PageState::Skipped; // LZFSE: no decoder for it on this system
+    if (header->decompressed_size > page_header_size)
+        limit = qMin<qint64>(limit, qint64(header->decompressed_size) - page_header_size);
+    if (payload.startsWith("bv4"))
+        return decompress_lz4(payload, limit, contents) ? PageState::Read : PageState::Damaged;
+    if (is_zlib_stream(payload))
+        return decompress_zlib(payload, limit, contents) ? PageState::Read : PageState::Damaged;
+    contents = payload; // records stored as they are
+    return PageState::Read;
+}
+
+const QByteArray *SpotlightStoreFile::cached_page(qint64 offset)
+{
+    for (auto it = page_cache_.begin(); it != page_cache_.end(); ++it) {
+        if (it->first == offset) {
+            page_cache_.splice(page_cache_.begin(), page_cache_, it);
+            return &page_cache_.front().second;
+        }
+    }
+    QByteArray contents;
+    if (read_page(offset, contents, max_decompressed_page) != PageState::Read)
+        return nullptr;
+    page_cache_.emplace_front(offset, std::move(contents));
+    if (int(page_cache_.size()) > page_cache_size)
+        page_cache_.pop_back();
+    return &page_cache_.front().second;
+}
+
+SpotlightScanSummary SpotlightStoreFile::scan(const std::function<void(const SpotlightScannedItem &)> &visit)
+{
+    SpotlightScanSummary summary;
+    const auto wanted = [](const SpotlightProperty &property) {
+        return property.name == QLatin1String(file_name_key);
+    };
+    // Damage can make pages overlap, or claim far more contents than any
+    // real index compresses to; neither may multiply the work of a scan.
+    qint64 covered_until = 0;
+    qint64 budget = decompression_budget_factor * source_->size() + max_decompressed_page;
+    for (qint64 page_offset : metadata_pages_) {
+        ++summary.pages;
+        QByteArray contents;
+        const PageState state = page_offset < covered_until || budget <= 0
+            ? PageState::Damaged
+            : read_page(page_offset, contents, qMin(budget, max_decompressed_page), &covered_until);
+        budget -= contents.size();
+        if (state == PageState::Skipped) {
+            ++summary.pages_skipped;
+            continue;
+        }
+        if (state == PageState::Damaged) {
+            ++summary.pages_damaged;
+            continue;
+        }
+        ++summary.pages_read;
+
+        // Records follow each other, each preceded by its size.
+        SpotlightByteReader page(contents);
+        while (page.remaining() >= 4) {
+            quint32 size = 0;
+            page.read_u32(size);
+            if (size == 0)
+                break; // the unused rest of the page
+            const qsizetype start = page.position();
+            const char *bytes = nullptr;
+            if (!page.read_bytes(size, bytes)) {
+                ++summary.damaged_records;
+                break;
+            }
+            SpotlightByteReader record(bytes, qsizetype(size));
+            SpotlightScannedItem item;
+            if (!spotlight_read_record_header(record, item.header)) {
+                ++summary.damaged_records;
+                continue;
+            }
+            item.location = {page_offset, quint32(start), size};
+            const SpotlightRecordEnd end = spotlight_read_attributes(
+                record, tables_, wanted, [&item](const SpotlightProperty &, MetadataValue &&value) {
+                    if (value.kind == MetadataValue::Kind::Text)
+                        item.file_name = value.text;
+                    return false;
+                });
+            if (end == SpotlightRecordEnd::Damaged)
+                ++summary.damaged_records;
+            ++summary.items;
+            visit(item);
+        }
+    }
+    return summary;
+}
+
+std::optional<std::vector<SpotlightAttribute>> SpotlightStoreFile::attributes(const SpotlightRecordLocation &location,
+                                                                              bool *complete)
+{
+    const QByteArray *contents = cached_page(location.page_offset);
+    if (!contents || quint64(location.record_offset) + location.record_size > quint64(contents->size()))
+        return std::nullopt;
+    SpotlightByteReader record(contents->constData() + location.record_offset, qsizetype(location.record_size));
+    SpotlightRecordHeader header;
+    if (!spotlight_read_record_header(record, header))
+        return std::nullopt;
+    std::vector<SpotlightAttribute> attributes;
+    const SpotlightRecordEnd end = spotlight_read_attributes(
+        record, tables_, [](const SpotlightProperty &) { return true; },
+        [&attributes](const SpotlightProperty &property, MetadataValue &&value) {
+            attributes.push_back({property.name, std::move(value)});
+            return true;
+        });
+    if (complete)
+        *complete = end == SpotlightRecordEnd::Complete;
+    return attributes;
+}

@@ -1,0 +1,102 @@
+#ifndef SPOTLIGHT_STORE_FILE_H
+#define SPOTLIGHT_STORE_FILE_H
+
+#include "spotlight_record.h"
+#include "spotlight_tables.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <functional>
+#include <list>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+// Where a store's bytes come from: the file on the volume, or memory.
+class SpotlightByteSource
+{
+public:
+    virtual ~SpotlightByteSource() = default;
+    virtual qint64 size() const = 0;
+    // Up to length bytes from offset; fewer when the source ends or fails.
+    virtual QByteArray read(qint64 offset, qint64 length) = 0;
+
+    static std::unique_ptr<SpotlightByteSource> from_file(const QString &path);
+    static std::unique_ptr<SpotlightByteSource> from_bytes(QByteArray bytes);
+};
+
+// Where an item's record lies: a metadata page and the record's place in
+// the page's decompressed contents.
+struct SpotlightRecordLocation
+{
+    qint64 page_offset = 0;
+    quint32 record_offset = 0;
+    quint32 record_size = 0;
+};
+
+// What scanning a store learns about one item: enough to place it on the
+// volume and to read its attributes later.
+struct SpotlightScannedItem
+{
+    SpotlightRecordHeader header;
+    QString file_name; // empty when the item has none
+    SpotlightRecordLocation location;
+};
+
+struct SpotlightScanSummary
+{
+    int pages = 0;         // metadata pages the store lists
+    int pages_read = 0;
+    int pages_skipped = 0; // compressed with LZFSE, which this system cannot decode
+    int pages_damaged = 0; // unreadable, or their contents don't decompress
+    qint64 items = 0;
+    qint64 damaged_records = 0;
+};
+
+// One store file of a volume's index (store.db or .store.db). Opening it
+// reads its header and tables; scan() walks the item records of every
+// metadata page once; attributes() reads one item's values again when a
+// file asks for them, so only a few decompressed pages are ever held.
+class SpotlightStoreFile
+{
+public:
+    // The store's tables come from the string maps in string_map_folder
+    // when it holds them, else from the store's own table pages. Nothing
+    // when the source is no store or has no attribute table.
+    static std::unique_ptr<SpotlightStoreFile> open(std::unique_ptr<SpotlightByteSource> source,
+                                                    const QString &string_map_folder = QString());
+    // A store file on disk, with the string maps beside it.
+    static std::unique_ptr<SpotlightStoreFile> open_file(const QString &path);
+
+    SpotlightScanSummary scan(const std::function<void(const SpotlightScannedItem &)> &visit);
+
+    // Every attribute of the record at location, in the record's order;
+    // nothing when its page can no longer be read. complete tells whether
+    // the whole record could be read.
+    std::optional<std::vector<SpotlightAttribute>> attributes(const SpotlightRecordLocation &location,
+                                                              bool *complete = nullptr);
+
+    const SpotlightTables &tables() const { return tables_; }
+
+private:
+    explicit SpotlightStoreFile(std::unique_ptr<SpotlightByteSource> source);
+
+    enum class PageState { Read, Skipped, Damaged };
+    struct PageHeader;
+
+    bool read_header(const QString &string_map_folder);
+    void read_table_page(qint64 offset, const std::function<bool(SpotlightByteReader &)> &add_entry);
+    std::optional<PageHeader> read_page_header(qint64 offset);
+    // Decompresses at most limit bytes; end receives where the page ends.
+    PageState read_page(qint64 offset, QByteArray &contents, qint64 limit, qint64 *end = nullptr);
+    const QByteArray *cached_page(qint64 offset);
+
+    std::unique_ptr<SpotlightByteSource> source_;
+    SpotlightTables tables_;
+    std::vector<qint64> metadata_pages_;
+    std::list<std::pair<qint64, QByteArray>> page_cache_; // most recent first
+};
+
+#endif // SPOTLIGHT_STORE_FILE_H

@@ -1,0 +1,63 @@
+#include "spotlight_tables.h"
+
+#include "spotlight_bytes.h"
+
+bool SpotlightTables::add_property(quint32 number, SpotlightByteReader &entry)
+{
+    SpotlightProperty property;
+    QByteArray name;
+    if (!entry.read_u8(property.type) || !entry.read_u8(property.flags) || !entry.read_cstring(name))
+        return false;
+    property.name = QString::fromUtf8(name);
+    properties_.insert(number, property);
+    return true;
+}
+
+bool SpotlightTables::add_category(quint32 number, SpotlightByteReader &entry)
+{
+    QByteArray text;
+    if (!entry.read_cstring(text))
+        return false;
+    categories_.insert(number, QString::fromUtf8(text));
+    return true;
+}
+
+bool SpotlightTables::add_list(ListTable table, quint32 number, SpotlightByteReader &entry)
+{
+    quint64 size = 0;
+    if (!entry.read_varint(size) || size > quint64(entry.remaining()))
+        return false;
+    // Lists of localized kinds carry one more byte before their numbers;
+    // whatever does not make up a whole number leads the list and is passed over.
+    if (!entry.skip(size % 4))
+        return false;
+    std::vector<quint32> numbers;
+    numbers.reserve(size_t(size / 4));
+    for (quint64 i = 0; i < size / 4; ++i) {
+        quint32 category = 0;
+        if (!entry.read_u32(category))
+            return false;
+        numbers.push_back(category);
+    }
+    lists_[index(table)].insert(number, std::move(numbers));
+    return true;
+}
+
+const SpotlightProperty *SpotlightTables::property(quint32 number) const
+{
+    const auto found = properties_.constFind(number);
+    return found == properties_.constEnd() ? nullptr : &found.value();
+}
+
+const QString *SpotlightTables::category(quint32 number) const
+{
+    const auto found = categories_.constFind(number);
+    return found == categories_.constEnd() ? nullptr : &found.value();
+}
+
+const std::vector<quint32> *SpotlightTables::list(ListTable table, quint32 number) const
+{
+    const auto &lists = lists_[index(table)];
+    const auto found = lists.constFind(number);
+    return found == lists.constEnd() ? nullptr : &found.value();
+}
