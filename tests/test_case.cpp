@@ -40,7 +40,10 @@ TestCase::TestCase(const QString &source_name)
     QDir(dir.path()).mkpath(QStringLiteral("case/") + name);
 }
 
-QString TestCase::source_root() const { return dir.path() + QStringLiteral("/source"); }
+QString TestCase::source_root() const
+{
+    return external_source_root.isEmpty() ? dir.path() + QStringLiteral("/source") : external_source_root;
+}
 QString TestCase::case_dir() const { return dir.path() + QStringLiteral("/case/"); }
 QString TestCase::database_dir() const { return case_dir() + name + QLatin1Char('/'); }
 

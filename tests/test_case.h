@@ -16,6 +16,8 @@ public:
     explicit TestCase(const QString &source_name = QStringLiteral("SRC1"));
 
     QString source_root() const;   // virtual_source_path, no trailing "/"
+    // Examines an existing volume (read only) instead of the case's own tree.
+    void set_source_root(const QString &path) { external_source_root = path; }
     QString case_dir() const;      // file_system_dir_path, ending in "/"
     QString database_dir() const;  // case_dir + source name + "/"
     QString source_name() const { return name; }
@@ -60,6 +62,7 @@ public:
 private:
     QTemporaryDir dir;
     QString name;
+    QString external_source_root;
 };
 
 // Runs build/vantrel as a headless host starts it (no display, no runtime
