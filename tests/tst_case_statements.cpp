@@ -1,5 +1,6 @@
 // The statement texts the runs build from host data.
 
+#include "case_connection.h"
 #include "record_batches.h"
 #include "row_insert.h"
 
@@ -14,6 +15,7 @@ private slots:
     void run_status_updates();
     void row_insert_statement_data();
     void row_insert_statement();
+    void connection_names_never_repeat();
 };
 
 namespace {
@@ -90,6 +92,20 @@ void tst_case_statements::row_insert_statement()
     QFETCH(QStringList, columns);
     QFETCH(QString, expected);
     QCOMPARE(RowInsert::statement(columns), expected);
+}
+
+void tst_case_statements::connection_names_never_repeat()
+{
+    // Far more names than milliseconds pass: a run's input and result
+    // connections are made back to back.
+    QString previous = take_connection_name();
+    for (int i = 0; i < 10000; ++i) {
+        const QString name = take_connection_name();
+        QVERIFY2(name.toLongLong() > previous.toLongLong(), qPrintable(previous + " then " + name));
+        QVERIFY(std::all_of(name.cbegin(), name.cend(), [](QChar c) { return c.isDigit(); }));
+        previous = name;
+    }
+    QVERIFY(previous.toLongLong() >= QDateTime::currentMSecsSinceEpoch() - 1000);
 }
 
 QTEST_GUILESS_MAIN(tst_case_statements)
