@@ -41,21 +41,35 @@ ExtendedAttributes::ExtendedAttributes(QByteArray native_path)
     const std::optional<QByteArray> listed = read_grown([this](char *buffer, std::size_t size) {
         return llistxattr(path.constData(), buffer, size);
     });
-    if (listed)
-        names = *listed;
+    if (!listed)
+        return;
+    names = *listed;
+    for (qsizetype at = 0; at < names.size();) {
+        qsizetype end = names.indexOf('\0', at);
+        if (end < 0)
+            end = names.size();
+        if (end > at)
+            name_spans.emplace_back(at, end - at);
+        at = end + 1;
+    }
 }
 
 bool ExtendedAttributes::contains(QByteArrayView name) const
 {
     if (name.isEmpty() || name.contains('\0'))
         return false;
-    for (qsizetype at = 0; at < names.size();) {
-        qsizetype end = names.indexOf('\0', at);
-        if (end < 0)
-            end = names.size();
-        if (QByteArrayView(names).sliced(at, end - at) == name)
+    for (std::size_t i = 0; i < name_spans.size(); ++i) {
+        if (name_at(i) == name)
             return true;
-        at = end + 1;
+    }
+    return false;
+}
+
+bool ExtendedAttributes::any_name_ends_with(QByteArrayView text) const
+{
+    for (std::size_t i = 0; i < name_spans.size(); ++i) {
+        if (name_at(i).endsWith(text))
+            return true;
     }
     return false;
 }

@@ -5,6 +5,8 @@
 #include <QByteArrayView>
 
 #include <optional>
+#include <utility>
+#include <vector>
 
 // The extended attributes of one file-system object, never those of the
 // file a symbolic link points to: a link inside the evidence must not lead
@@ -20,6 +22,10 @@ public:
     // Whether the object has an attribute of that name.
     bool contains(QByteArrayView name) const;
 
+    // Whether some attribute's name ends with that text: a quick way to
+    // rule out every prefixed spelling of a name at once.
+    bool any_name_ends_with(QByteArrayView text) const;
+
     // The content of the attribute of that name, or nullopt when it is
     // absent or cannot be read.
     std::optional<QByteArray> read(QByteArrayView name) const;
@@ -27,6 +33,14 @@ public:
 private:
     QByteArray path;
     QByteArray names; // each name followed by a zero byte, as listed
+    // Where each name lies in names, found once: a run asks every file
+    // about every key.
+    std::vector<std::pair<qsizetype, qsizetype>> name_spans;
+
+    QByteArrayView name_at(std::size_t i) const
+    {
+        return QByteArrayView(names).sliced(name_spans[i].first, name_spans[i].second);
+    }
 };
 
 #endif // EXTENDED_ATTRIBUTES_H

@@ -84,6 +84,10 @@ MetadataValue FileMetadataItem::copy_attribute(const QString &key)
 
 std::optional<QByteArray> FileMetadataItem::read_macos_attribute(QByteArrayView name) const
 {
+    // Most keys of most files have no attribute: one look at the listed
+    // names settles that without spelling out each prefix.
+    if (!attributes.any_name_ends_with(name))
+        return std::nullopt;
     for (const char *prefix : macos_attribute_prefixes) {
         QByteArray full_name(prefix);
         full_name += name;

@@ -101,6 +101,11 @@ private:
     std::unique_ptr<MetadataStore> metadata_store;
     std::unique_ptr<RowInsert> metadata_row_insert;
     std::unique_ptr<RowInsert> timestamps_row_insert;
+    // The result columns of the last key list: a run asks for the same keys
+    // for every file, so they are looked up once.
+    QStringList column_lookup_keys;
+    QStringList column_lookup_source;
+    QStringList column_lookup_columns;
 };
 
 #endif // VANTREL_H

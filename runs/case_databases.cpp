@@ -28,11 +28,15 @@ void vantrel::clear_all_from_apple_metadata_db()
 
 void vantrel::insert_global_metadata_in_apple_metadata_db(QString record)
 {
-    QStringList columns;
-    columns.reserve(extracted_keys_list.size());
-    for (const QString &key : qAsConst(extracted_keys_list))
-        columns.append(get_exact_column_name_from_key(key));
-    metadata_row_insert->insert(apple_metadata_db, columns, extracted_values_list, record);
+    if (extracted_keys_list != column_lookup_keys || apple_metadata_columns_list != column_lookup_source) {
+        column_lookup_keys = extracted_keys_list;
+        column_lookup_source = apple_metadata_columns_list;
+        column_lookup_columns.clear();
+        column_lookup_columns.reserve(extracted_keys_list.size());
+        for (const QString &key : qAsConst(extracted_keys_list))
+            column_lookup_columns.append(get_exact_column_name_from_key(key));
+    }
+    metadata_row_insert->insert(apple_metadata_db, column_lookup_columns, extracted_values_list, record);
 }
 
 bool vantrel::open_apple_timestamps_db()

@@ -25,16 +25,16 @@ void RowInsert::insert(QSqlDatabase connection, const QStringList &columns,
     if (!connection.isOpen())
         return;
 
-    const QString text = statement(columns);
-    if (text != prepared_statement || connection.connectionName() != prepared_connection) {
+    if (!prepared || columns != prepared_columns || connection.connectionName() != prepared_connection) {
         query = QSqlQuery(connection);
-        if (!query.prepare(text)) {
+        if (!query.prepare(statement(columns))) {
             // A table without these columns: this file's row is lost, and the
             // next file tries again.
             release();
             return;
         }
-        prepared_statement = text;
+        prepared = true;
+        prepared_columns = columns;
         prepared_connection = connection.connectionName();
     }
 
@@ -49,6 +49,7 @@ void RowInsert::insert(QSqlDatabase connection, const QStringList &columns,
 void RowInsert::release()
 {
     query = QSqlQuery();
-    prepared_statement.clear();
+    prepared = false;
+    prepared_columns.clear();
     prepared_connection.clear();
 }

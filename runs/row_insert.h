@@ -26,8 +26,9 @@ public:
 
 private:
     QSqlQuery query;
-    QString prepared_statement;
+    QStringList prepared_columns;
     QString prepared_connection;
+    bool prepared = false;
 };
 
 #endif // ROW_INSERT_H
