@@ -42,20 +42,25 @@ void tst_click_runs::right_click_progress_data()
 {
     QTest::addColumn<int>("record_count");
     QTest::addColumn<int>("protected_record");
+    QTest::addColumn<QString>("path_pattern");
     QTest::addColumn<QStringList>("expected_lines");
 
     QTest::newRow("250 records, lines at 100 and 200")
-        << 250 << 0
+        << 250 << 0 << "/f%1"
         << QStringList{R"("Record:" "/f100" && 100 && "250")", R"("Record:" "/f200" && 200 && "250")"};
     QTest::newRow("protected record does not count")
-        << 101 << 3 << QStringList{R"("Record:" "/f101" && 100 && "101")"};
-    QTest::newRow("99 records, no line") << 99 << 0 << QStringList();
+        << 101 << 3 << "/f%1" << QStringList{R"("Record:" "/f101" && 100 && "101")"};
+    QTest::newRow("99 records, no line") << 99 << 0 << "/f%1" << QStringList();
+    QTest::newRow("quotes and && in a path stay inside one quoted item")
+        << 100 << 0 << "/a \"b\" && c\\%1"
+        << QStringList{R"("Record:" "/a \"b\" && c\\100" && 100 && "100")"};
 }
 
 void tst_click_runs::right_click_progress()
 {
     QFETCH(int, record_count);
     QFETCH(int, protected_record);
+    QFETCH(QString, path_pattern);
     QFETCH(QStringList, expected_lines);
 
     TestCase test_case;
@@ -63,7 +68,7 @@ void tst_click_runs::right_click_progress()
     Records records;
     for (int i = 1; i <= record_count; ++i) {
         const QString path = i == protected_record ? QStringLiteral("/.TemporaryItems/f%1").arg(i)
-                                                   : QStringLiteral("/f%1").arg(i);
+                                                   : path_pattern.arg(i);
         essential_rows.append({i, path, "SRC1"});
         records.append({i, path});
     }
