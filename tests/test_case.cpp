@@ -61,17 +61,10 @@ void TestCase::create_file_system_db(const QList<QPair<QVariant, QVariant>> &rec
     const QString path = database(QStringLiteral("file_system.sqlite"));
     QVERIFY(exec(path, {QStringLiteral("create table files (INT, filepath TEXT, file_name TEXT, "
                                        "fs_module_apple_metadata_run_status TEXT DEFAULT '0')")}));
-    ScopedConnection connection(path);
-    QSqlDatabase db = connection.db();
-    db.transaction();
-    QSqlQuery query(db);
-    query.prepare(QStringLiteral("insert into files (INT, filepath) values (?, ?)"));
-    for (const auto &record : records) {
-        query.bindValue(0, record.first);
-        query.bindValue(1, record.second);
-        QVERIFY2(query.exec(), qPrintable(query.lastError().text()));
-    }
-    db.commit();
+    QList<QVariantList> rows;
+    for (const auto &record : records)
+        rows.append({record.first, record.second});
+    insert_rows(path, QStringLiteral("insert into files (INT, filepath) values (?, ?)"), rows);
 }
 
 void TestCase::create_metadata_db(const QStringList &columns)
@@ -97,11 +90,18 @@ void TestCase::create_essential_db(const QString &path, const QList<QVariantList
 {
     QVERIFY(exec(path, {QStringLiteral("create table files (fs_record_no, display_filepath TEXT, "
                                        "source_count_name TEXT)")}));
+    insert_rows(path, QStringLiteral("insert into files values (?, ?, ?)"), rows);
+}
+
+void TestCase::insert_rows(const QString &path, const QString &insert, const QList<QVariantList> &rows)
+{
+    // One transaction: the host writes its tables far faster than the
+    // worker may write its results.
     ScopedConnection connection(path);
     QSqlDatabase db = connection.db();
     db.transaction();
     QSqlQuery query(db);
-    query.prepare(QStringLiteral("insert into files values (?, ?, ?)"));
+    query.prepare(insert);
     for (const QVariantList &row : rows) {
         for (int i = 0; i < row.size(); ++i)
             query.bindValue(i, row.at(i));

@@ -50,6 +50,8 @@ public:
     Result run(const QString &flag, const QString &file_paths = QString(),
                const QStringList &keys = QStringList(), const QStringList &columns = QStringList()) const;
 
+    // Inserts rows through one prepared statement, in one transaction.
+    static void insert_rows(const QString &path, const QString &insert, const QList<QVariantList> &rows);
     // Executes statements on a database file, failing the test on error.
     static bool exec(const QString &path, const QStringList &statements);
     // The rows of a query, each row's values in column order.
