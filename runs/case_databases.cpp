@@ -51,10 +51,9 @@ void vantrel::insert_global_timestamps_in_apple_timestamps_db(QString record)
 {
     // The timestamp columns by position: the keys are always the six of
     // the timestamp table, in its order.
-    QStringList columns;
-    columns.reserve(extracted_keys_list.size());
-    for (int i = 0; i < extracted_keys_list.size(); ++i)
-        columns.append(timestamp_columns_list.value(i));
+    QStringList columns = timestamp_columns_list.mid(0, extracted_keys_list.size());
+    while (columns.size() < extracted_keys_list.size())
+        columns.append(QString());
     timestamps_row_insert->insert(apple_timestamps_db, columns, extracted_values_list, record);
 }
 

@@ -175,3 +175,16 @@ QList<QVariantList> TestCase::rows(const QString &path, const QString &select)
     }
     return result;
 }
+
+int TestCase::count_rows(const QString &path, const QString &where)
+{
+    const auto result = rows(path, QStringLiteral("select count(*) from files ") + where);
+    return result.isEmpty() ? -1 : result.first().first().toInt();
+}
+
+int TestCase::record_index_count(const QString &path)
+{
+    const auto result = rows(
+        path, QStringLiteral("select count(*) from sqlite_master where type = 'index' and name = 'fs_parent'"));
+    return result.isEmpty() ? -1 : result.first().first().toInt();
+}

@@ -54,6 +54,10 @@ public:
     static void insert_rows(const QString &path, const QString &insert, const QList<QVariantList> &rows);
     // Executes statements on a database file, failing the test on error.
     static bool exec(const QString &path, const QStringList &statements);
+    // Rows of the files table (with an optional where clause); -1 when unreadable.
+    static int count_rows(const QString &path, const QString &where = QString());
+    // How many indexes named fs_parent the database holds.
+    static int record_index_count(const QString &path);
     // The rows of a query, each row's values in column order.
     static QList<QVariantList> rows(const QString &path, const QString &select);
 

@@ -27,19 +27,6 @@ QString progress(const QString &label, int count, const QString &total)
     return QStringLiteral("\"Record:\" \"%1\" && %2 && \"%3\"").arg(label).arg(count).arg(total);
 }
 
-int count_rows(const QString &path, const QString &where = QString())
-{
-    const auto rows = TestCase::rows(path, QStringLiteral("select count(*) from files ") + where);
-    return rows.isEmpty() ? -1 : rows.first().first().toInt();
-}
-
-int index_count(const QString &path)
-{
-    const auto rows = TestCase::rows(
-        path, QStringLiteral("select count(*) from sqlite_master where type = 'index' and name = 'fs_parent'"));
-    return rows.isEmpty() ? -1 : rows.first().first().toInt();
-}
-
 } // namespace
 
 class tst_full_metadata_run : public QObject
@@ -84,10 +71,10 @@ void tst_full_metadata_run::every_record_read_and_marked()
     const TestCase::Result result = test_case.run("2", QString(), keys, keys);
     QCOMPARE(result.exit_code, 0);
     QCOMPARE(result.lines, expected_lines);
-    QCOMPARE(count_rows(metadata), record_count);
-    QCOMPARE(count_rows(metadata, "where filesystem_record = 999999"), 0);
-    QCOMPARE(count_rows(file_system, "where fs_module_apple_metadata_run_status = '1'"), record_count);
-    QCOMPARE(index_count(metadata), 1);
+    QCOMPARE(TestCase::count_rows(metadata), record_count);
+    QCOMPARE(TestCase::count_rows(metadata, "where filesystem_record = 999999"), 0);
+    QCOMPARE(TestCase::count_rows(file_system, "where fs_module_apple_metadata_run_status = '1'"), record_count);
+    QCOMPARE(TestCase::record_index_count(metadata), 1);
 }
 
 void tst_full_metadata_run::row_per_file()
@@ -120,10 +107,10 @@ void tst_full_metadata_run::row_per_file()
         }
         // The update names the trimmed number, which the record stored as
         // text with blanks around it does not equal: three of four marked.
-        QCOMPARE(count_rows(test_case.database("file_system.sqlite"),
+        QCOMPARE(TestCase::count_rows(test_case.database("file_system.sqlite"),
                             "where fs_module_apple_metadata_run_status = '1'"),
                  3);
-        QCOMPARE(index_count(metadata), 1);
+        QCOMPARE(TestCase::record_index_count(metadata), 1);
     }
 }
 
@@ -137,8 +124,8 @@ void tst_full_metadata_run::missing_file_system_db_still_empties_results()
         const TestCase::Result result = test_case.run("2", QString(), keys, keys);
         QCOMPARE(result.lines, QStringList());
         QVERIFY(QFile::exists(test_case.database("file_system.sqlite")));
-        QCOMPARE(count_rows(metadata), 0);
-        QCOMPARE(index_count(metadata), 1);
+        QCOMPARE(TestCase::count_rows(metadata), 0);
+        QCOMPARE(TestCase::record_index_count(metadata), 1);
 }
 
 void tst_full_metadata_run::unopenable_results_db_marks_nothing()
@@ -149,7 +136,7 @@ void tst_full_metadata_run::unopenable_results_db_marks_nothing()
         const TestCase::Result result = test_case.run("2", QString(), keys, keys);
         QCOMPARE(result.exit_code, 0);
         QCOMPARE(result.lines, QStringList());
-        QCOMPARE(count_rows(test_case.database("file_system.sqlite"),
+        QCOMPARE(TestCase::count_rows(test_case.database("file_system.sqlite"),
                             "where fs_module_apple_metadata_run_status = '1'"),
                  0);
 }
@@ -198,9 +185,9 @@ void tst_full_metadata_run::killed_midway_keeps_rows_and_marks_nothing()
 
     const QString metadata = test_case.database("apple_metadata.sqlite");
     const QString file_system = test_case.database("file_system.sqlite");
-    QVERIFY(count_rows(metadata) >= 500);
-    QVERIFY(count_rows(metadata) < 4000);
-    QCOMPARE(count_rows(file_system, "where fs_module_apple_metadata_run_status = '1'"), 0);
+    QVERIFY(TestCase::count_rows(metadata) >= 500);
+    QVERIFY(TestCase::count_rows(metadata) < 4000);
+    QCOMPARE(TestCase::count_rows(file_system, "where fs_module_apple_metadata_run_status = '1'"), 0);
     for (const QString &path : {metadata, file_system})
         QCOMPARE(TestCase::rows(path, "pragma integrity_check"), (QList<QVariantList>{{"ok"}}));
 }

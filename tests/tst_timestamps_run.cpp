@@ -66,16 +66,12 @@ void tst_timestamps_run::rows_appended()
         QCOMPARE(result.exit_code, 0);
         QCOMPARE(result.lines, expected_lines);
         // Earlier rows stay; every run appends one row per record.
-        QCOMPARE(TestCase::rows(timestamps, "select count(*) from files").first().first().toInt(),
-                 1 + run * record_count);
-        QCOMPARE(TestCase::rows(timestamps, "select count(*) from sqlite_master where name = 'fs_parent'")
-                     .first().first().toInt(),
-                 1);
+        QCOMPARE(TestCase::count_rows(timestamps), 1 + run * record_count);
+        QCOMPARE(TestCase::record_index_count(timestamps), 1);
     }
     // The timestamps run reads the records but never marks them.
-    QCOMPARE(TestCase::rows(test_case.database("file_system.sqlite"),
-                            "select count(*) from files where fs_module_apple_metadata_run_status = '1'")
-                 .first().first().toInt(),
+    QCOMPARE(TestCase::count_rows(test_case.database("file_system.sqlite"),
+                                  "where fs_module_apple_metadata_run_status = '1'"),
              0);
 }
 
