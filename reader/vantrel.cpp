@@ -1,5 +1,6 @@
 #include "vantrel.h"
 
+#include "case_conventions.h"
 #include "metadata_store.h"
 #include "row_insert.h"
 
@@ -7,8 +8,7 @@
 
 namespace {
 
-// Joins the items of a list argument on the host's command line.
-const QString list_separator = QStringLiteral("[(@@)]");
+const QString list_separator = case_conventions::list_separator();
 
 } // namespace
 
@@ -17,19 +17,8 @@ vantrel::vantrel(QWidget *parent)
     , metadata_row_insert(std::make_unique<RowInsert>())
     , timestamps_row_insert(std::make_unique<RowInsert>())
 {
-    timestamp_attributes_list << QStringLiteral("kMDItemUsedDates")
-                              << QStringLiteral("kMDItemUseCount")
-                              << QStringLiteral("kMDItemLastUsedDate")
-                              << QStringLiteral("kMDItemContentCreationDate")
-                              << QStringLiteral("kMDItemContentModificationDate")
-                              << QStringLiteral("kMDItemDateAdded");
-
-    timestamp_columns_list << QStringLiteral("useddates")
-                           << QStringLiteral("usecount")
-                           << QStringLiteral("last_useddate")
-                           << QStringLiteral("content_creation_date")
-                           << QStringLiteral("content_modification_date")
-                           << QStringLiteral("date_added");
+    timestamp_attributes_list = case_conventions::timestamp_attribute_keys();
+    timestamp_columns_list = case_conventions::timestamp_column_names();
 }
 
 vantrel::~vantrel() = default;

@@ -11,6 +11,7 @@
 
 class MetadataStore;
 class QWidget;
+class RecordBatches;
 class RowInsert;
 
 // The reader: holds one job's parameters, reads the Spotlight attributes of
@@ -95,6 +96,21 @@ public:
     QSqlDatabase apple_metadata_db;
 
 private:
+    // The record walk of the full and timestamps runs: opens
+    // file_system.sqlite, then the result database through open_result, and
+    // hands every record's number and stored path to read_record, printing
+    // a progress line every 500 records. Marks the records that marks
+    // collected once every file is read. False when the result database did
+    // not open, which ends the run.
+    bool walk_file_system_records(bool (vantrel::*open_result)(),
+                                  void (vantrel::*read_record)(QString, QString), RecordBatches *marks);
+    // The per-file step of the metadata runs: unless the file lies in a
+    // protected folder, reads its metadata and stores its row. Whether a row
+    // was stored.
+    bool store_metadata_row_unless_protected(const QString &record, const QString &stored_path,
+                                             const QString &caller);
+    // The full path of one of the source's databases, by name.
+    QString case_database_path(QLatin1String database_name) const;
     // Closes a result connection once its prepared row insert is let go.
     static void close_result_database(QSqlDatabase &database, RowInsert &row_insert);
 

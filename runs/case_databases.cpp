@@ -1,5 +1,7 @@
 #include "vantrel.h"
 
+#include "case_conventions.h"
+
 #include "case_connection.h"
 #include "row_insert.h"
 
@@ -7,7 +9,7 @@
 
 bool vantrel::open_apple_metadata_db()
 {
-    const QString path = file_system_dir_path + source_count_name + QLatin1String("/apple_metadata.sqlite");
+    const QString path = case_database_path(case_conventions::apple_metadata_database_name());
     metadata_row_insert->release();
     apple_metadata_db = open_case_connection(path, FailedOpen::KeepRegistration);
     if (!apple_metadata_db.isOpen())
@@ -41,7 +43,7 @@ void vantrel::insert_global_metadata_in_apple_metadata_db(QString record)
 
 bool vantrel::open_apple_timestamps_db()
 {
-    const QString path = file_system_dir_path + source_count_name + QLatin1String("/apple_timestamps.sqlite");
+    const QString path = case_database_path(case_conventions::apple_timestamps_database_name());
     timestamps_row_insert->release();
     apple_timestamps_db = open_case_connection(path, FailedOpen::KeepRegistration);
     return apple_timestamps_db.isOpen();

@@ -1,6 +1,7 @@
 #include "vantrel.h"
 
 #include "case_connection.h"
+#include "case_conventions.h"
 #include "row_insert.h"
 
 #include <QSqlQuery>
@@ -14,7 +15,7 @@ const QString caller_text = QStringLiteral("void vantrel::start_extraction_for_l
 
 void vantrel::start_extraction_for_left_click_fs_module()
 {
-    const QString file_system_path = file_system_dir_path + source_count_name + QLatin1String("/file_system.sqlite");
+    const QString file_system_path = case_database_path(case_conventions::file_system_database_name());
 
     QString record;
     {
@@ -40,10 +41,7 @@ void vantrel::start_extraction_for_left_click_fs_module()
     if (!open_apple_metadata_db())
         return;
 
-    const QString path = virtual_source_path + left_click_file_path;
-    if (bool_is_permission_restricted_file(path, caller_text))
+    if (!store_metadata_row_unless_protected(record, left_click_file_path, caller_text))
         return;
-    fill_apple_metadata_from_api(path, apple_metadata_attributes_list, caller_text);
-    insert_global_metadata_in_apple_metadata_db(record);
     close_result_database(apple_metadata_db, *metadata_row_insert);
 }

@@ -1,6 +1,7 @@
 #include "vantrel.h"
 
 #include "case_connection.h"
+#include "case_conventions.h"
 #include "progress_line.h"
 #include "record_batches.h"
 #include "row_insert.h"
@@ -26,7 +27,7 @@ QString column_text(const QSqlQuery &query, int column)
 
 void vantrel::start_extraction_for_right_click_fs_module()
 {
-    const QString path = file_system_dir_path + source_count_name + QLatin1String("/apple_metadata.sqlite");
+    const QString path = case_database_path(case_conventions::apple_metadata_database_name());
     // The rows of the chosen files join whatever the table holds: no clearing.
     metadata_row_insert->release();
     apple_metadata_db = open_case_connection(path, FailedOpen::RemoveRegistration);
@@ -68,11 +69,8 @@ void vantrel::extract_file_paths_from_apple_metadata_essential_db_for_right_clic
                 const QString display = column_text(query, display_column);
                 batches.add(record);
 
-                const QString path = virtual_source_path + display;
-                if (bool_is_permission_restricted_file(path, caller_text))
+                if (!store_metadata_row_unless_protected(record, display, caller_text))
                     continue;
-                fill_apple_metadata_from_api(path, apple_metadata_attributes_list, caller_text);
-                insert_global_metadata_in_apple_metadata_db(record);
 
                 ++processed_count;
                 if (processed_count % progress_period == 0)
@@ -84,7 +82,7 @@ void vantrel::extract_file_paths_from_apple_metadata_essential_db_for_right_clic
     essential_db.close();
 
     // The source's records are marked only after every chosen file was read.
-    const QString file_system_path = file_system_dir_path + source_count_name + QLatin1String("/file_system.sqlite");
+    const QString file_system_path = case_database_path(case_conventions::file_system_database_name());
     QSqlDatabase file_system_db = open_case_connection(file_system_path, FailedOpen::RemoveRegistration);
     batches.mark_records(file_system_db);
     file_system_db.close();

@@ -1,7 +1,7 @@
 // The metadata a mounted volume's files carry themselves: real files,
 // folders and links, with extended attributes written by the test.
 
-#include "file_metadata_store.h"
+#include "file/file_metadata_store.h"
 #include "property_list_bytes.h"
 #include "vantrel.h"
 

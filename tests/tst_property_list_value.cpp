@@ -2,7 +2,7 @@
 // however it is encoded and however it was damaged or crafted.
 
 #include "property_list_bytes.h"
-#include "property_list_value.h"
+#include "file/property_list_value.h"
 
 #include <QElapsedTimer>
 #include <QtTest>

@@ -3,9 +3,9 @@
 // files, and damaged stores.
 
 #include "metadata_store.h"
-#include "spotlight_index_store.h"
-#include "spotlight_store_file.h"
-#include "spotlight_volume_index.h"
+#include "spotlight_index/spotlight_index_store.h"
+#include "spotlight_index/spotlight_store_file.h"
+#include "spotlight_index/spotlight_volume_index.h"
 
 #include <QtTest>
 

@@ -2,7 +2,7 @@
 // renderer, as a crafted file under examination would.
 
 #include "metadata_value_text.h"
-#include "property_list_value.h"
+#include "file/property_list_value.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -2,7 +2,7 @@
 // whatever they hold, opening, scanning and reading every item must neither
 // crash, nor read out of bounds, nor hang.
 
-#include "spotlight_store_file.h"
+#include "spotlight_index/spotlight_store_file.h"
 
 #include <cstddef>
 #include <cstdint>

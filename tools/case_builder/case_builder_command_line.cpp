@@ -1,10 +1,12 @@
 #include "case_builder_command_line.h"
 
+#include "case_conventions.h"
+
 namespace {
 
 // Enough for any benchmark this machine can hold in one case.
 const int largest_synthetic_source = 10000000;
-const QString list_separator = QStringLiteral("[(@@)]");
+const QString list_separator = case_conventions::list_separator();
 
 } // namespace
 

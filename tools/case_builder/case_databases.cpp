@@ -1,5 +1,6 @@
 #include "case_databases.h"
 
+#include "case_conventions.h"
 #include "sqlite_file.h"
 
 #include <QVariantList>
@@ -57,12 +58,7 @@ CaseDatabases::CaseDatabases(const CaseLayout &layout, const QString &source_cou
 
 QStringList CaseDatabases::timestamp_columns()
 {
-    return {QStringLiteral("useddates"),
-            QStringLiteral("usecount"),
-            QStringLiteral("last_useddate"),
-            QStringLiteral("content_creation_date"),
-            QStringLiteral("content_modification_date"),
-            QStringLiteral("date_added")};
+    return case_conventions::timestamp_column_names();
 }
 
 bool CaseDatabases::write_file_system(const SourceRecords &records, QString *error) const

@@ -1,5 +1,7 @@
 #include "case_layout.h"
 
+#include "case_conventions.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -17,22 +19,22 @@ QString CaseLayout::file_system_dir_path() const
 
 QString CaseLayout::database_directory() const
 {
-    return file_system_dir_path() + source_name + QLatin1Char('/');
+    return case_conventions::database_directory(file_system_dir_path(), source_name);
 }
 
 QString CaseLayout::file_system_database() const
 {
-    return database_directory() + QStringLiteral("file_system.sqlite");
+    return database_directory() + case_conventions::file_system_database_name();
 }
 
 QString CaseLayout::apple_metadata_database() const
 {
-    return database_directory() + QStringLiteral("apple_metadata.sqlite");
+    return database_directory() + case_conventions::apple_metadata_database_name();
 }
 
 QString CaseLayout::apple_timestamps_database() const
 {
-    return database_directory() + QStringLiteral("apple_timestamps.sqlite");
+    return database_directory() + case_conventions::apple_timestamps_database_name();
 }
 
 QString CaseLayout::essential_database() const

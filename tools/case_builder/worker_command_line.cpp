@@ -1,10 +1,12 @@
 #include "worker_command_line.h"
 
+#include "case_conventions.h"
+
 #include <QRegularExpression>
 
 namespace {
 
-const QString list_separator = QStringLiteral("[(@@)]");
+const QString list_separator = case_conventions::list_separator();
 
 } // namespace
 

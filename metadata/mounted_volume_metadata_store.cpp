@@ -1,7 +1,7 @@
 #include "metadata_store.h"
 
-#include "file_metadata_store.h"
-#include "spotlight_index_store.h"
+#include "file/file_metadata_store.h"
+#include "spotlight_index/spotlight_index_store.h"
 
 // Without Spotlight the files of the mounted volume are the source; where
 // the volume keeps its own Spotlight index, the index answers first for the
