@@ -1,0 +1,68 @@
+#ifndef EVIDENCE_ROOT_H
+#define EVIDENCE_ROOT_H
+
+#include "unique_fd.h"
+
+#include <QByteArray>
+#include <QByteArrayView>
+#include <QString>
+
+#include <sys/stat.h>
+
+#include <optional>
+
+// The one way in to the evidence. Every object is looked up beneath the
+// volume root as the Mac would see it: ".." never climbs above the root,
+// and an absolute link inside the volume means a place on that volume.
+// The last component of a path is never followed, so a link is looked at
+// as itself. Files are opened read-only, without blocking and without
+// moving their access time; only regular files and folders are opened for
+// reading.
+class EvidenceRoot
+{
+public:
+    // How links in the middle of a path are treated.
+    enum class Links {
+        InsideRoot, // followed, but resolved beneath the root
+        Refused,    // any link in the path refuses it (the volume's own index)
+    };
+
+    // Opens the volume root; is_open() tells whether it could be.
+    explicit EvidenceRoot(const QString &volume_root);
+
+    bool is_open() const { return root_.valid(); }
+    const QString &volume_root() const { return volume_root_; }
+
+    // A full path (the volume root directly followed by a stored path) as a
+    // path relative to the root ("" for the root itself); nullopt when it
+    // does not start with the root or holds a zero character.
+    std::optional<QByteArray> relative_path(const QString &full_path) const;
+
+    // The file-system facts of the object itself; nullopt when it cannot be
+    // reached beneath the root.
+    std::optional<struct statx> look_at(QByteArrayView relative, Links links = Links::InsideRoot) const;
+
+    // A descriptor that names the object itself (O_PATH), for looking at it.
+    UniqueFd open_object(QByteArrayView relative, Links links = Links::InsideRoot) const;
+
+    // A regular file opened for reading; invalid for anything else (a
+    // link, folder, pipe, socket or device) and for what cannot be reached.
+    UniqueFd open_regular_file(QByteArrayView relative, Links links = Links::InsideRoot) const;
+
+    // A folder opened for listing; invalid for anything else.
+    UniqueFd open_directory(QByteArrayView relative, Links links = Links::InsideRoot) const;
+
+    // The whole content of a regular file of at most max_size bytes;
+    // nullopt for a larger one and for anything open_regular_file refuses.
+    std::optional<QByteArray> read_small_file(QByteArrayView relative, qint64 max_size,
+                                              Links links = Links::InsideRoot) const;
+
+private:
+    // Resolves relative beneath the root with the given open flags.
+    UniqueFd open_beneath(QByteArrayView relative, int flags, Links links) const;
+
+    QString volume_root_;
+    UniqueFd root_;
+};
+
+#endif // EVIDENCE_ROOT_H
