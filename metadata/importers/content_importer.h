@@ -1,0 +1,35 @@
+#ifndef CONTENT_IMPORTER_H
+#define CONTENT_IMPORTER_H
+
+#include "metadata_value.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <utility>
+#include <vector>
+
+// The values an importer found in one file, by Spotlight key, in the order
+// found. A key the content does not give is left out, never guessed.
+using ImportedValues = std::vector<std::pair<QString, MetadataValue>>;
+
+// Reads what one family of content types holds (images, audio, video, PDF,
+// office documents). Importers run only inside the isolated importer
+// process: they parse hostile content with third-party libraries.
+class ContentImporter
+{
+public:
+    virtual ~ContentImporter() = default;
+
+    // A short name for the family, such as "image".
+    virtual QString name() const = 0;
+    // Whether this importer reads files of that uniform type identifier.
+    virtual bool reads(const QString &content_type) const = 0;
+    // Every Spotlight key this importer can give.
+    virtual QStringList keys() const = 0;
+    // The values of the open regular file fd (read through fd only, from
+    // any offset; never reopened by name) whose type is content_type.
+    virtual ImportedValues import(int fd, const QString &content_type) const = 0;
+};
+
+#endif // CONTENT_IMPORTER_H
