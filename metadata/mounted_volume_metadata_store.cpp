@@ -2,11 +2,20 @@
 
 #include "file/file_metadata_store.h"
 #include "spotlight_index/spotlight_index_store.h"
+#include "spotlight_index/spotlight_volume_index.h"
+#include "type_identity/index_kind_names.h"
+#include "type_identity/type_identity.h"
 
 // Without Spotlight the files of the mounted volume are the source; where
 // the volume keeps its own Spotlight index, the index answers first for the
-// files it holds.
+// files it holds, and its kind texts name the types of the files it lacks.
 std::unique_ptr<MetadataStore> create_platform_metadata_store(const QString &volume_root)
 {
-    return SpotlightIndexStore::wrap(volume_root, std::make_unique<FileMetadataStore>());
+    auto files = std::make_unique<FileMetadataStore>(volume_root);
+    std::unique_ptr<SpotlightVolumeIndex> index = SpotlightVolumeIndex::read(volume_root);
+    if (!index)
+        return files;
+    // The index store owns the index and outlives the file store it holds.
+    files->type_identity().set_kind_names(std::make_shared<IndexKindNames>(*index));
+    return std::make_unique<SpotlightIndexStore>(volume_root, std::move(index), std::move(files));
 }

@@ -27,6 +27,10 @@ std::optional<FileFacts> read_file_facts(const QByteArray &native_path)
     facts.is_regular_file = reported(STATX_TYPE) && S_ISREG(status.stx_mode);
     if (reported(STATX_SIZE))
         facts.size = status.stx_size;
+    if (reported(STATX_TYPE) && reported(STATX_MODE))
+        facts.mode = status.stx_mode;
+    if (reported(STATX_BLOCKS))
+        facts.allocated_blocks = status.stx_blocks;
     if (reported(STATX_BTIME))
         facts.birth_time = seconds_since_1970(status.stx_btime);
     if (reported(STATX_MTIME))

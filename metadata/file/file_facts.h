@@ -13,6 +13,8 @@ struct FileFacts
 {
     bool is_regular_file = false;
     std::optional<std::uint64_t> size;
+    std::optional<std::uint32_t> mode;             // type and permission bits
+    std::optional<std::uint64_t> allocated_blocks; // of 512 bytes
     std::optional<double> birth_time;        // seconds since 1970
     std::optional<double> modification_time; // seconds since 1970
     std::optional<std::uint32_t> owner_user_id;

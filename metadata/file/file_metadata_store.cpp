@@ -3,6 +3,7 @@
 #include "extended_attributes.h"
 #include "file_facts.h"
 #include "property_list_value.h"
+#include "type_identity/type_identity.h"
 
 #include <QFile>
 
@@ -21,8 +22,10 @@ constexpr QByteArrayView metadata_prefix = "com.apple.metadata:";
 class FileMetadataItem : public MetadataItem
 {
 public:
-    FileMetadataItem(QString path, QByteArray native_path, FileFacts facts)
-        : path(std::move(path)), facts(std::move(facts)), attributes(std::move(native_path))
+    FileMetadataItem(const TypeIdentity &type_identity, QString path, QByteArray native_path, FileFacts facts)
+        : path(std::move(path)), facts(std::move(facts)), attributes(std::move(native_path)),
+          identity(type_identity, this->path, name().text, this->facts,
+                   [this](QByteArrayView name) { return read_macos_attribute(name); })
     {
     }
 
@@ -55,6 +58,8 @@ private:
     const QString path;
     const FileFacts facts;
     const ExtendedAttributes attributes;
+    // What the file is: type, kind, Finder information.
+    const TypeIdentityItem identity;
 };
 
 const FileMetadataItem::DerivedKey FileMetadataItem::derived_keys[] = {
@@ -99,6 +104,8 @@ std::optional<QByteArray> FileMetadataItem::read_macos_attribute(QByteArrayView 
 
 MetadataValue FileMetadataItem::derived_value(const QString &key) const
 {
+    if (std::optional<MetadataValue> identified = identity.value(key))
+        return *identified;
     for (const DerivedKey &derived : derived_keys) {
         if (key == QLatin1String(derived.key))
             return (this->*derived.derive)();
@@ -219,6 +226,13 @@ MetadataValue FileMetadataItem::where_froms() const
 
 } // namespace
 
+FileMetadataStore::FileMetadataStore(const QString &volume_root)
+    : type_identity_(std::make_unique<TypeIdentity>(volume_root))
+{
+}
+
+FileMetadataStore::~FileMetadataStore() = default;
+
 std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path)
 {
     const QByteArray native_path = QFile::encodeName(path);
@@ -229,5 +243,5 @@ std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path
     std::optional<FileFacts> facts = read_file_facts(native_path);
     if (!facts)
         return nullptr;
-    return std::make_unique<FileMetadataItem>(path, native_path, std::move(*facts));
+    return std::make_unique<FileMetadataItem>(*type_identity_, path, native_path, std::move(*facts));
 }

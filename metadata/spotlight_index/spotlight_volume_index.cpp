@@ -100,3 +100,18 @@ std::optional<std::vector<SpotlightAttribute>> SpotlightVolumeIndex::attributes(
         return std::nullopt;
     return stores_[size_t(item->store)]->attributes(item->location);
 }
+
+qsizetype SpotlightVolumeIndex::visit_items(qsizetype from,
+                                           const std::function<bool(const std::vector<SpotlightAttribute> &)> &visit)
+{
+    qsizetype position = 0;
+    for (auto it = items_.cbegin(); it != items_.cend(); ++it, ++position) {
+        if (position < from)
+            continue;
+        // An item whose record can no longer be read is visited with no attributes.
+        const auto attributes = stores_[size_t(it->store)]->attributes(it->location);
+        if (!visit(attributes ? *attributes : std::vector<SpotlightAttribute>()))
+            return position + 1;
+    }
+    return position;
+}

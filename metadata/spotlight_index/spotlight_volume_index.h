@@ -6,6 +6,8 @@
 #include <QHash>
 #include <QString>
 
+#include <functional>
+
 #include <memory>
 #include <optional>
 #include <utility>
@@ -28,6 +30,13 @@ public:
     // The attributes of the item at a path relative to the volume root
     // ("" for the root, "folder/file"); nothing when the index has no item there.
     std::optional<std::vector<SpotlightAttribute>> attributes(const QString &relative_path);
+
+    // Reads the attributes of the items from position `from` on, in the
+    // index's own order, handing each to visit (an item that can't be read
+    // with none) until it returns false or the items end; gives the
+    // position to resume from. For sampling the index without a path.
+    qsizetype visit_items(qsizetype from,
+                          const std::function<bool(const std::vector<SpotlightAttribute> &)> &visit);
 
     qsizetype item_count() const { return items_.size(); }
     const std::vector<SpotlightScanSummary> &summaries() const { return summaries_; }

@@ -1,0 +1,323 @@
+#include "type_identity.h"
+
+#include "kind_names.h"
+
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace {
+
+const char *const supplied_keys[] = {
+    "kMDItemContentType",
+    "kMDItemContentTypeTree",
+    "kMDItemKind",
+    "kMDItemDisplayName",
+    "kMDItemCFBundleIdentifier",
+    "kMDItemVersion",
+    "kMDItemFSTypeCode",
+    "kMDItemFSCreatorCode",
+    "kMDItemFSFinderFlags",
+    "kMDItemFSLabel",
+    "kMDItemFSInvisible",
+    "kMDItemFSIsExtensionHidden",
+    "kMDItemFSHasCustomIcon",
+    "kMDItemFSIsStationery",
+    "kMDItemDateAdded",
+    "kMDItemFSNodeCount",
+    "kMDItemLogicalSize",
+    "kMDItemPhysicalSize",
+    "kMDItemFSIsReadable",
+    "kMDItemFSIsWriteable",
+};
+
+// A folder with more entries than this is left without a count rather
+// than listed on and on (a damaged or hostile file system).
+constexpr qint64 max_listed_entries = qint64(1) << 22;
+
+// Where a bundle keeps its Info.plist: applications and most bundles in
+// Contents/, frameworks in Resources/, flat bundles at their top.
+const char *const info_plist_places[] = {"Contents/Info.plist", "Resources/Info.plist", "Info.plist"};
+
+MetadataValue yes_no(bool value)
+{
+    return MetadataValue::from_number(value ? 1 : 0);
+}
+
+MetadataValue text_or_null(const QString &text)
+{
+    return text.isNull() ? MetadataValue::null_value() : MetadataValue::from_text(text);
+}
+
+} // namespace
+
+TypeIdentity::TypeIdentity(const QString &volume_root)
+    : root_(volume_root)
+{
+}
+
+bool TypeIdentity::supplies(const QString &key)
+{
+    for (const char *supplied : supplied_keys) {
+        if (key == QLatin1String(supplied))
+            return true;
+    }
+    return false;
+}
+
+QString TypeIdentity::kind_of(const ContentType &type) const
+{
+    if (kind_names_) {
+        const QString indexed = kind_names_->kind_of(type.identifier);
+        if (!indexed.isEmpty())
+            return indexed;
+    }
+    return type.kind;
+}
+
+TypeIdentityItem::TypeIdentityItem(const TypeIdentity &identity, const QString &path, QString name,
+                                   const FileFacts &facts, AttributeReader read_macos_attribute)
+    : identity_(identity), path_(path), name_(std::move(name)), facts_(facts),
+      read_macos_attribute_(std::move(read_macos_attribute))
+{
+}
+
+bool TypeIdentityItem::is_folder() const
+{
+    return facts_.mode && S_ISDIR(*facts_.mode);
+}
+
+const ContentType *TypeIdentityItem::content_type() const
+{
+    if (typed_)
+        return type_;
+    typed_ = true;
+    if (!facts_.mode)
+        return type_;
+    TypedObject object;
+    object.name = name_;
+    const std::uint32_t mode = *facts_.mode;
+    object.form = S_ISREG(mode)   ? TypedObject::Form::RegularFile
+                  : S_ISDIR(mode) ? TypedObject::Form::Folder
+                  : S_ISLNK(mode) ? TypedObject::Form::SymbolicLink
+                                  : TypedObject::Form::Other;
+    object.executable = mode & (S_IXUSR | S_IXGRP | S_IXOTH);
+    object.finder_alias = finder_state() == FinderState::Present && finder_info_.is_alias();
+    type_ = content_type_of(object);
+    return type_;
+}
+
+TypeIdentityItem::FinderState TypeIdentityItem::finder_state() const
+{
+    if (finder_state_)
+        return *finder_state_;
+    const std::optional<QByteArray> bytes = read_macos_attribute_("com.apple.FinderInfo");
+    if (!bytes) {
+        finder_state_ = FinderState::Absent;
+    } else if (const std::optional<FinderInfo> parsed = parse_finder_info(*bytes, is_folder())) {
+        finder_info_ = *parsed;
+        finder_state_ = FinderState::Present;
+    } else {
+        finder_state_ = FinderState::Malformed;
+    }
+    return *finder_state_;
+}
+
+const std::optional<BundleInfo> &TypeIdentityItem::bundle_info() const
+{
+    if (bundle_)
+        return *bundle_;
+    bundle_.emplace();
+    const ContentType *type = content_type();
+    if (!type || !is_folder() || !type->tree.contains(QLatin1String("com.apple.bundle")))
+        return *bundle_;
+    const std::optional<QByteArray> relative = identity_.root().relative_path(path_);
+    if (!relative)
+        return *bundle_;
+    QByteArray bundle = *relative;
+    while (bundle.endsWith('/'))
+        bundle.chop(1);
+    for (const char *place : info_plist_places) {
+        // Never through a link: a bundle's parts can point anywhere.
+        const QByteArray plist_path = bundle.isEmpty() ? QByteArray(place) : bundle + '/' + place;
+        const std::optional<QByteArray> bytes = identity_.root().read_small_file(
+            plist_path, BundleInfo::max_size, EvidenceRoot::Links::Refused);
+        if (!bytes)
+            continue;
+        *bundle_ = parse_bundle_info(*bytes);
+        break;
+    }
+    return *bundle_;
+}
+
+std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
+{
+    if (!key.startsWith(QLatin1String("kMDItem")))
+        return std::nullopt;
+    const QStringView name = QStringView(key).mid(7);
+
+    if (name == QLatin1String("ContentType")) {
+        const ContentType *type = content_type();
+        return type ? MetadataValue::from_text(type->identifier) : MetadataValue::null_value();
+    }
+    if (name == QLatin1String("ContentTypeTree")) {
+        const ContentType *type = content_type();
+        if (!type)
+            return MetadataValue::null_value();
+        std::vector<MetadataValue> tree;
+        for (const QString &identifier : type->tree)
+            tree.push_back(MetadataValue::from_text(identifier));
+        return MetadataValue::from_array(std::move(tree));
+    }
+    if (name == QLatin1String("Kind")) {
+        const ContentType *type = content_type();
+        return type ? MetadataValue::from_text(identity_.kind_of(*type)) : MetadataValue::null_value();
+    }
+    if (name == QLatin1String("DisplayName"))
+        return display_name();
+    if (name == QLatin1String("CFBundleIdentifier"))
+        return bundle_info() ? text_or_null(bundle_info()->identifier) : MetadataValue::null_value();
+    if (name == QLatin1String("Version"))
+        return bundle_info() ? text_or_null(bundle_info()->short_version) : MetadataValue::null_value();
+
+    if (name == QLatin1String("FSTypeCode") || name == QLatin1String("FSCreatorCode")) {
+        switch (finder_state()) {
+        case FinderState::Absent:
+            return MetadataValue::from_text(QStringLiteral(""));
+        case FinderState::Malformed:
+            return MetadataValue::null_value();
+        case FinderState::Present:
+            break;
+        }
+        return MetadataValue::from_text(name == QLatin1String("FSTypeCode") ? finder_info_.type_code
+                                                                            : finder_info_.creator_code);
+    }
+    if (name == QLatin1String("FSFinderFlags")) {
+        switch (finder_state()) {
+        case FinderState::Absent:
+            return MetadataValue::from_number(0);
+        case FinderState::Malformed:
+            return MetadataValue::null_value();
+        case FinderState::Present:
+            break;
+        }
+        return MetadataValue::from_number(finder_info_.flags);
+    }
+    if (name == QLatin1String("FSLabel")) {
+        switch (finder_state()) {
+        case FinderState::Absent:
+            return MetadataValue::from_number(0);
+        case FinderState::Malformed:
+            return MetadataValue::null_value();
+        case FinderState::Present:
+            break;
+        }
+        return MetadataValue::from_number(finder_info_.label());
+    }
+    if (name == QLatin1String("FSInvisible")) {
+        // A name starting with a dot hides a file whatever the Finder says.
+        if (name_.startsWith(QLatin1Char('.')))
+            return yes_no(true);
+        return finder_flag(&FinderInfo::is_invisible);
+    }
+    if (name == QLatin1String("FSIsExtensionHidden"))
+        return finder_flag(&FinderInfo::is_extension_hidden);
+    if (name == QLatin1String("FSHasCustomIcon"))
+        return finder_flag(&FinderInfo::has_custom_icon);
+    if (name == QLatin1String("FSIsStationery"))
+        return finder_flag(&FinderInfo::is_stationery);
+    if (name == QLatin1String("DateAdded")) {
+        if (finder_state() != FinderState::Present || finder_info_.date_added == 0)
+            return MetadataValue::null_value();
+        return MetadataValue::from_date(double(finder_info_.date_added));
+    }
+
+    if (name == QLatin1String("FSNodeCount"))
+        return node_count();
+    const bool regular = facts_.mode && S_ISREG(*facts_.mode);
+    if (name == QLatin1String("LogicalSize"))
+        return regular && facts_.size ? MetadataValue::from_number(double(*facts_.size))
+                                      : MetadataValue::null_value();
+    if (name == QLatin1String("PhysicalSize"))
+        return regular && facts_.allocated_blocks ? MetadataValue::from_number(double(*facts_.allocated_blocks) * 512)
+                                                  : MetadataValue::null_value();
+    // Access as the file's owner has it, which is how the examined Mac's
+    // user saw their own files.
+    if (name == QLatin1String("FSIsReadable"))
+        return facts_.mode ? yes_no(*facts_.mode & S_IRUSR) : MetadataValue::null_value();
+    if (name == QLatin1String("FSIsWriteable"))
+        return facts_.mode ? yes_no(*facts_.mode & S_IWUSR) : MetadataValue::null_value();
+    return std::nullopt;
+}
+
+std::optional<MetadataValue> TypeIdentityItem::display_name() const
+{
+    const ContentType *type = content_type();
+    if (type && type->identifier == QLatin1String("com.apple.application-bundle")) {
+        // Applications show their own name, never their extension.
+        if (const std::optional<BundleInfo> &bundle = bundle_info()) {
+            if (!bundle->display_name.isEmpty())
+                return MetadataValue::from_text(bundle->display_name);
+            if (!bundle->name.isEmpty())
+                return MetadataValue::from_text(bundle->name);
+        }
+        return MetadataValue::from_text(name_.left(name_.size() - 4));
+    }
+    const QString extension = name_extension(name_);
+    if (!extension.isEmpty() && finder_state() == FinderState::Present && finder_info_.is_extension_hidden())
+        return MetadataValue::from_text(name_.left(name_.size() - extension.size() - 1));
+    return std::nullopt;
+}
+
+MetadataValue TypeIdentityItem::finder_flag(bool (FinderInfo::*flag)() const) const
+{
+    switch (finder_state()) {
+    case FinderState::Absent:
+        return yes_no(false);
+    case FinderState::Malformed:
+        return MetadataValue::null_value();
+    case FinderState::Present:
+        break;
+    }
+    return yes_no((finder_info_.*flag)());
+}
+
+MetadataValue TypeIdentityItem::node_count() const
+{
+    if (!is_folder())
+        return MetadataValue::null_value();
+    const std::optional<QByteArray> relative = identity_.root().relative_path(path_);
+    if (!relative)
+        return MetadataValue::null_value();
+    const UniqueFd folder = identity_.root().open_directory(*relative);
+    if (!folder)
+        return MetadataValue::null_value();
+    // Entries are read straight from the descriptor, which stays ours.
+    alignas(8) char buffer[16384];
+    qint64 entries = 0;
+    for (;;) {
+        const long got = ::syscall(SYS_getdents64, folder.get(), buffer, sizeof buffer);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return MetadataValue::null_value();
+        if (got == 0)
+            break;
+        for (long at = 0; at < got;) {
+            unsigned short record_length = 0;
+            std::memcpy(&record_length, buffer + at + 16, sizeof record_length);
+            const char *entry_name = buffer + at + 19;
+            if (std::strcmp(entry_name, ".") != 0 && std::strcmp(entry_name, "..") != 0)
+                ++entries;
+            if (record_length == 0)
+                return MetadataValue::null_value();
+            at += record_length;
+        }
+        if (entries > max_listed_entries)
+            return MetadataValue::null_value();
+    }
+    return MetadataValue::from_number(double(entries));
+}
