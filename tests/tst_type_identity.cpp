@@ -8,6 +8,7 @@
 #include "metadata_store.h"
 #include "metadata_value_text.h"
 #include "property_list_bytes.h"
+#include "spotlight_index/spotlight_store_file.h"
 #include "spotlight_index/spotlight_volume_index.h"
 #include "type_identity/index_kind_names.h"
 #include "type_identity/type_identity.h"
@@ -156,6 +157,8 @@ private slots:
     void index_kinds_from_the_fixture_volumes_data();
     void index_kinds_from_the_fixture_volumes();
     void indexed_file_keeps_the_index_values();
+    void benchmark_index_kinds_of_a_type_the_index_lacks();
+    void benchmark_type_keys_of_a_file();
 
 private:
     QString make(const QString &name, const QString &how);
@@ -621,6 +624,32 @@ void tst_type_identity::indexed_file_keeps_the_index_values()
     QVERIFY(readme);
     QCOMPARE(stored_text(*readme, "kMDItemContentType"), "public.data");
     QCOMPARE(stored_text(*readme, "kMDItemKind"), "Document");
+}
+
+void tst_type_identity::benchmark_index_kinds_of_a_type_the_index_lacks()
+{
+    // The worst case: every item of a store of 1,848 items is read once.
+    std::vector<std::unique_ptr<SpotlightStoreFile>> stores;
+    stores.push_back(SpotlightStoreFile::open_file(fixtures + "859631-store.db"));
+    QVERIFY(stores.back());
+    const std::unique_ptr<SpotlightVolumeIndex> index = SpotlightVolumeIndex::from_stores(std::move(stores));
+    QBENCHMARK {
+        IndexKindNames kinds(*index);
+        QCOMPARE(kinds.kind_of("org.example.absent"), QString());
+    }
+}
+
+void tst_type_identity::benchmark_type_keys_of_a_file()
+{
+    const QString path = make("beach.jpg", "file:jpeg");
+    FileMetadataStore store(folder->path());
+    const QStringList keys = {"kMDItemContentType", "kMDItemContentTypeTree", "kMDItemKind", "kMDItemFSLabel",
+                              "kMDItemFSInvisible", "kMDItemPhysicalSize"};
+    QBENCHMARK {
+        const std::unique_ptr<MetadataItem> item = store.create_item(path);
+        for (const QString &key : keys)
+            item->copy_attribute(key);
+    }
 }
 
 // Images and PDFs are drawn with the GUI framework; its runtime folder is
