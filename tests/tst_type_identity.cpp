@@ -249,7 +249,10 @@ void tst_type_identity::content_type_data()
     QTest::newRow("text without extension is data, like the fixtures' LICENSE")
         << "LICENSE" << "file:Apache License" << "public.data" << data << "Document";
     QTest::newRow("unknown extension is data") << "dump.q7z" << "file:x" << "public.data" << data << "Document";
-    QTest::newRow("dot file has no extension") << ".profile" << "file:x" << "public.data" << data << "Document";
+    QTest::newRow("hidden file's name after the dot is no extension") << ".pdf" << "file:pdf" << "public.data"
+                                                                      << data << "Document";
+    QTest::newRow("hidden file with an extension") << ".scratch.tiff" << "file:x" << "public.tiff"
+                                                   << "public.tiff" + image << "TIFF image";
     QTest::newRow("name ending in a dot has no extension") << "draft." << "file:x" << "public.data" << data
                                                            << "Document";
     QTest::newRow("executable without extension") << "run" << "exec:#!/bin/sh" << "public.unix-executable"
@@ -399,7 +402,7 @@ void tst_type_identity::bundle_data()
     QTest::addColumn<QString>("bundle");
     QTest::addColumn<QString>("place");   // where the Info.plist is put
     QTest::addColumn<QString>("content"); // "binary", "xml", "name only", "garbage", "array", "fan-out",
-                                          // "pipe", "link", "sparse", "outside"
+                                          // "pipe", "link", "sparse", "inside", "outside"
     QTest::addColumn<QString>("identifier");
     QTest::addColumn<QString>("version");
     QTest::addColumn<QString>("display_name");
@@ -428,6 +431,8 @@ void tst_type_identity::bundle_data()
                                                                << "<null>" << "<null>" << "Tool";
     QTest::newRow("1 GB sparse Info.plist is not read") << "Tool.app" << "Contents/Info.plist" << "sparse"
                                                         << "<null>" << "<null>" << "Tool";
+    QTest::newRow("Contents linking to another bundle's is not followed")
+        << "Tool.app" << "Contents/Info.plist" << "inside" << "<null>" << "<null>" << "Tool";
     QTest::newRow("Contents linking outside the volume is not followed")
         << "Tool.app" << "Contents/Info.plist" << "outside" << "<null>" << "<null>" << "Tool";
 }
@@ -475,6 +480,12 @@ void tst_type_identity::bundle()
             QFile file(plist);
             QVERIFY(file.open(QIODevice::WriteOnly));
             QVERIFY(file.resize(qint64(1) << 30));
+        } else if (content == "inside") {
+            // Contents is a link to another bundle's Contents on the volume.
+            QVERIFY(QDir(bundle_path).removeRecursively() && QDir().mkpath(bundle_path));
+            QVERIFY(QDir().mkpath(volume + "/Other.app/Contents"));
+            QVERIFY(write_bytes(volume + "/Other.app/Contents/Info.plist", full));
+            QVERIFY(symlink("../Other.app/Contents", native(bundle_path + "/Contents").constData()) == 0);
         } else if (content == "outside") {
             // Contents itself is a link to a folder beside the volume.
             QVERIFY(QDir(bundle_path).removeRecursively() && QDir().mkpath(bundle_path));
