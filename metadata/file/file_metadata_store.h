@@ -9,8 +9,9 @@ class TypeIdentity;
 // for machines without Spotlight. A key's value comes from the file's
 // "com.apple.metadata:" extended attribute of that name where it has one,
 // else, for the keys that describe the file itself (name, path, size,
-// dates, owner, tags, download origin), from the file system. Symbolic
-// links are looked at, never followed.
+// dates, owner, tags, download origin), from the file system, and what the
+// file is (type, kind, bundle and Finder facts) from its type identity.
+// Symbolic links are looked at, never followed.
 class FileMetadataStore : public MetadataStore
 {
 public:
