@@ -1,6 +1,8 @@
 #ifndef TEST_CASE_H
 #define TEST_CASE_H
 
+#include "case_conventions.h"
+
 #include <QPair>
 #include <QProcess>
 #include <QString>
@@ -22,6 +24,9 @@ public:
     QString database_dir() const;  // case_dir + source name + "/"
     QString source_name() const { return name; }
     QString database(const QString &file_name) const { return database_dir() + file_name; }
+    QString file_system_db() const { return database(case_conventions::file_system_database_name()); }
+    QString metadata_db() const { return database(case_conventions::apple_metadata_database_name()); }
+    QString timestamps_db() const { return database(case_conventions::apple_timestamps_database_name()); }
 
     // Creates a file under the source (parents included), relative path with
     // a leading "/".

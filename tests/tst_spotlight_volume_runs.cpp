@@ -47,7 +47,7 @@ void tst_spotlight_volume_runs::timestamps_run()
     test_case.create_timestamps_db();
 
     QCOMPARE(test_case.run("1").lines, QStringList());
-    const auto rows = TestCase::rows(test_case.database("apple_timestamps.sqlite"),
+    const auto rows = TestCase::rows(test_case.timestamps_db(),
                                      "select content_creation_date, content_modification_date, date_added, "
                                      "useddates, filesystem_record from files order by rowid");
     QCOMPARE(rows.size(), 2);
@@ -84,7 +84,7 @@ void tst_spotlight_volume_runs::full_metadata_run()
         volume_files.append(before_run.next() + QString::number(before_run.fileInfo().size()));
 
     QCOMPARE(test_case.run("2", QString(), keys, keys).lines, QStringList());
-    const auto rows = TestCase::rows(test_case.database("apple_metadata.sqlite"),
+    const auto rows = TestCase::rows(test_case.metadata_db(),
                                      "select kMDItemContentType, kMDItemKind, kMDItemDateAdded, kMDItemFSName, "
                                      "kMDItemFSSize, kMDItemContentTypeTree from files");
     QCOMPARE(rows.size(), 1);
