@@ -133,7 +133,6 @@ private slots:
     void printed_command_lines();
     void attribute_lists_data();
     void attribute_lists();
-    void pasted_line_starts_the_worker();
     void refused_requests_data();
     void refused_requests();
     void force_replaces_the_source();
@@ -390,18 +389,6 @@ void tst_case_builder::attribute_lists()
     }
 }
 
-void tst_case_builder::pasted_line_starts_the_worker()
-{
-    const BuilderResult result = build({QStringLiteral("--worker"), QStringLiteral(VANTREL_EXECUTABLE)});
-    QVERIFY2(result.exit_code == 0, qPrintable(result.standard_error));
-    QProcess shell;
-    shell.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), command_lines(result.standard_output).first()});
-    QVERIFY(shell.waitForFinished(60000));
-    // Seven arguments: the worker prints no usage lines.
-    QCOMPARE(shell.exitCode(), 0);
-    QVERIFY2(!shell.readAllStandardError().contains("Parameter Count Mismatch"), "argument count");
-}
-
 void tst_case_builder::refused_requests_data()
 {
     QTest::addColumn<QStringList>("arguments"); // {tree}, {case} and {file} stand for paths
@@ -409,7 +396,6 @@ void tst_case_builder::refused_requests_data()
     QTest::addColumn<QString>("message");
 
     QTest::newRow("no folders") << QStringList() << 2 << "expected a source folder and a case folder";
-    QTest::newRow("three folders") << QStringList{"{tree}", "{case}", "x"} << 2 << "got 3 argument";
     QTest::newRow("an unknown option") << QStringList{"--fast", "{tree}", "{case}"} << 2 << "fast";
     QTest::newRow("a tree that does not exist")
         << QStringList{"{tree}/missing", "{case}"} << 1 << "does not exist";
@@ -443,8 +429,6 @@ void tst_case_builder::refused_requests_data()
         << QStringList{"--left-click", "1-3", "{tree}", "{case}"} << 2 << "names one record";
     QTest::newRow("no synthetic records")
         << QStringList{"--synthetic", "0", "{tree}", "{case}"} << 2 << "from 1 to";
-    QTest::newRow("a synthetic count in words")
-        << QStringList{"--synthetic", "many", "{tree}", "{case}"} << 2 << "not \"many\"";
     QTest::newRow("files without a synthetic source")
         << QStringList{"--write-files", "{tree}", "{case}"} << 2 << "only goes with --synthetic";
     QTest::newRow("decoration without files")

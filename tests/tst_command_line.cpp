@@ -84,7 +84,6 @@ void tst_command_line::dispatch_data()
     QTest::newRow("blank after the digit starts nothing") << "1 " << none;
     QTest::newRow("blank before the digit starts nothing") << " 1" << none;
     QTest::newRow("leading zero starts nothing") << "01" << none;
-    QTest::newRow("word starts nothing") << "one" << none;
     QTest::newRow("empty flag starts nothing") << "" << none;
     QTest::newRow("unknown digit starts nothing") << "5" << none;
     QTest::newRow("full-width digit starts nothing") << QString::fromUtf8("\xef\xbc\x92") << none;

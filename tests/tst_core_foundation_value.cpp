@@ -57,8 +57,6 @@ private slots:
     void stand_in_notices_a_leak_and_a_double_release();
     void spotlight_item_data();
     void spotlight_item();
-    void text_round_trip_data();
-    void text_round_trip();
 };
 
 void tst_core_foundation_value::converted_value_data()
@@ -188,28 +186,6 @@ void tst_core_foundation_value::spotlight_item()
         QVERIFY(values == expected);
     }
     cf::clear_items();
-    QVERIFY2(cf::counts().alive() == 0 && cf::counts().faults == 0, qPrintable(counted(cf::counts())));
-}
-
-void tst_core_foundation_value::text_round_trip_data()
-{
-    QTest::addColumn<QString>("text");
-
-    QTest::newRow("plain path") << QStringLiteral("/Users/a/report.txt");
-    QTest::newRow("empty text") << QString(QLatin1String(""));
-    QTest::newRow("accents, scripts and emoji") << QString::fromUtf8("/Users/zoë/Документы/报告 😀.txt");
-}
-
-void tst_core_foundation_value::text_round_trip()
-{
-    QFETCH(QString, text);
-    {
-        const CFHandle<CFStringRef> string = core_foundation_string(text);
-        QVERIFY(string);
-        const QString back = text_of_core_foundation_string(string.get());
-        QCOMPARE(back, text);
-        QVERIFY(!back.isNull());
-    }
     QVERIFY2(cf::counts().alive() == 0 && cf::counts().faults == 0, qPrintable(counted(cf::counts())));
 }
 

@@ -35,8 +35,6 @@ void tst_run_parameters::file_paths_data()
         << "a" + sep + "b" << "2" << QStringList{"a", "b"} << "" << "";
     QTest::newRow("trailing separator leaves an empty entry")
         << "a" + sep << "2" << QStringList{"a", ""} << "" << "";
-    QTest::newRow("separator alone gives two empty entries")
-        << sep << "2" << QStringList{"", ""} << "" << "";
     QTest::newRow("two separators in a row keep the empty entry between")
         << "a" + sep + sep + "b" << "2" << QStringList{"a", "", "b"} << "" << "";
     QTest::newRow("single path with flag 3 is the essential database")
@@ -45,8 +43,6 @@ void tst_run_parameters::file_paths_data()
         << "/Users/a/report.txt" << "4" << QStringList() << "" << "/Users/a/report.txt";
     QTest::newRow("single path with flag 1 is stored nowhere")
         << "/Users/a/report.txt" << "1" << QStringList() << "" << "";
-    QTest::newRow("single path with flag 2 is stored nowhere")
-        << "/Users/a/report.txt" << "2" << QStringList() << "" << "";
     QTest::newRow("joined list with flag 3 leaves the right-click path empty")
         << "a" + sep + "b" << "3" << QStringList{"a", "b"} << "" << "";
     QTest::newRow("flag 3 with a blank is no right-click run")
