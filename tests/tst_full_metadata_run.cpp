@@ -117,28 +117,28 @@ void tst_full_metadata_run::row_per_file()
 void tst_full_metadata_run::missing_file_system_db_still_empties_results()
 {
     // It comes into being empty; the result table is still emptied and indexed.
-        TestCase test_case;
-        test_case.create_metadata_db(keys);
-        const QString metadata = test_case.metadata_db();
-        QVERIFY(TestCase::exec(metadata, {"insert into files (filesystem_record) values (1)"}));
-        const TestCase::Result result = test_case.run("2", QString(), keys, keys);
-        QCOMPARE(result.lines, QStringList());
-        QVERIFY(QFile::exists(test_case.file_system_db()));
-        QCOMPARE(TestCase::count_rows(metadata), 0);
-        QCOMPARE(TestCase::record_index_count(metadata), 1);
+    TestCase test_case;
+    test_case.create_metadata_db(keys);
+    const QString metadata = test_case.metadata_db();
+    QVERIFY(TestCase::exec(metadata, {"insert into files (filesystem_record) values (1)"}));
+    const TestCase::Result result = test_case.run("2", QString(), keys, keys);
+    QCOMPARE(result.lines, QStringList());
+    QVERIFY(QFile::exists(test_case.file_system_db()));
+    QCOMPARE(TestCase::count_rows(metadata), 0);
+    QCOMPARE(TestCase::record_index_count(metadata), 1);
 }
 
 void tst_full_metadata_run::unopenable_results_db_marks_nothing()
 {
-        TestCase test_case;
-        test_case.create_file_system_db(numbered_records(3));
-        QVERIFY(QDir().mkpath(test_case.metadata_db()));
-        const TestCase::Result result = test_case.run("2", QString(), keys, keys);
-        QCOMPARE(result.exit_code, 0);
-        QCOMPARE(result.lines, QStringList());
-        QCOMPARE(TestCase::count_rows(test_case.file_system_db(),
-                            "where fs_module_apple_metadata_run_status = '1'"),
-                 0);
+    TestCase test_case;
+    test_case.create_file_system_db(numbered_records(3));
+    QVERIFY(QDir().mkpath(test_case.metadata_db()));
+    const TestCase::Result result = test_case.run("2", QString(), keys, keys);
+    QCOMPARE(result.exit_code, 0);
+    QCOMPARE(result.lines, QStringList());
+    QCOMPARE(TestCase::count_rows(test_case.file_system_db(),
+                        "where fs_module_apple_metadata_run_status = '1'"),
+             0);
 }
 
 void tst_full_metadata_run::hostile_record_numbers_and_column_names()

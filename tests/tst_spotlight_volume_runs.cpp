@@ -14,6 +14,17 @@ const QString fixtures = QStringLiteral(VANTREL_FIXTURES_DIR "/spotlight/");
 const QString indexed_10_13 = QStringLiteral("1687458846");
 const QString indexed_12 = QStringLiteral("1687237824");
 
+// Every entry beneath a folder with its size: what a run must leave as it was.
+QStringList snapshot(const QString &root)
+{
+    QDirIterator entries(root, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
+                         QDirIterator::Subdirectories);
+    QStringList listed;
+    while (entries.hasNext())
+        listed.append(entries.next() + QString::number(entries.fileInfo().size()));
+    return listed;
+}
+
 } // namespace
 
 class tst_spotlight_volume_runs : public QObject
@@ -77,11 +88,7 @@ void tst_spotlight_volume_runs::full_metadata_run()
     test_case.create_file_system_db({{1, "/LICENSE"}});
     test_case.create_metadata_db(keys);
 
-    QDirIterator before_run(fixtures + volume, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
-                            QDirIterator::Subdirectories);
-    QStringList volume_files;
-    while (before_run.hasNext())
-        volume_files.append(before_run.next() + QString::number(before_run.fileInfo().size()));
+    const QStringList volume_files = snapshot(fixtures + volume);
 
     QCOMPARE(test_case.run("2", QString(), keys, keys).lines, QStringList());
     const auto rows = TestCase::rows(test_case.metadata_db(),
@@ -92,12 +99,7 @@ void tst_spotlight_volume_runs::full_metadata_run()
                                    "public.data;public.item"};
     QCOMPARE(rows[0], expected);
     // The index is only read: nothing is written beside it.
-    QDirIterator after_run(fixtures + volume, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
-                           QDirIterator::Subdirectories);
-    QStringList files_after;
-    while (after_run.hasNext())
-        files_after.append(after_run.next() + QString::number(after_run.fileInfo().size()));
-    QCOMPARE(files_after, volume_files);
+    QCOMPARE(snapshot(fixtures + volume), volume_files);
 }
 
 QTEST_GUILESS_MAIN(tst_spotlight_volume_runs)
