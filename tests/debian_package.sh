@@ -2,10 +2,11 @@
 # The Debian package as an examiner installs it: packs the build, unpacks
 # the package into a fresh tree, lays out a case with the packaged case
 # builder and runs the packaged worker on it.
-# Usage: debian_package.sh BUILD_DIR CPACK
+# Usage: debian_package.sh BUILD_DIR CPACK WITH_IMPORTER(0 or 1)
 set -euo pipefail
 build=$1
 cpack=$2
+with_importer=${3:-0}
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -25,7 +26,9 @@ done
 
 dpkg-deb -x "$deb" "$work/root"
 root=$work/root
-for file in usr/bin/vantrel usr/bin/vantrel-case usr/share/doc/vantrel/README.md; do
+files=(usr/bin/vantrel usr/bin/vantrel-case usr/share/doc/vantrel/README.md)
+[ "$with_importer" = 1 ] && files+=(usr/bin/vantrel-importer)
+for file in "${files[@]}"; do
     [ -f "$root/$file" ] || fail "package lacks /$file"
 done
 
