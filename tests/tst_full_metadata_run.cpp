@@ -53,7 +53,6 @@ void tst_full_metadata_run::every_record_read_and_marked_data()
     QTest::newRow("500 records, one line") << 500 << QStringList{progress("SRC1", 500, "500")};
     QTest::newRow("1234 records, lines at 500 and 1000")
         << 1234 << QStringList{progress("SRC1", 500, "1234"), progress("SRC1", 1000, "1234")};
-    QTest::newRow("51 records fill a second batch") << 51 << QStringList();
 }
 
 void tst_full_metadata_run::every_record_read_and_marked()

@@ -43,8 +43,6 @@ void tst_timestamps_run::rows_appended_data()
     QTest::newRow("empty files table, no line") << 0 << QStringList();
     QTest::newRow("499 records, no line") << 499 << QStringList();
     QTest::newRow("500 records, one line after the 500th") << 500 << QStringList{progress(500, "500")};
-    QTest::newRow("1000 records, two lines")
-        << 1000 << QStringList{progress(500, "1000"), progress(1000, "1000")};
 }
 
 void tst_timestamps_run::rows_appended()
