@@ -19,12 +19,18 @@ long call_openat2(int dirfd, const char *path, std::uint64_t flags, std::uint64_
     return ::syscall(SYS_openat2, dirfd, path, &how, sizeof how);
 }
 
+// O_PATH opens read nothing, and openat2 refuses O_NOATIME beside them.
+int without_atime(int flags)
+{
+    return (flags & O_PATH) ? flags : flags | O_NOATIME;
+}
+
 // Opens through openat2 and, where the kernel refuses O_NOATIME (a file
 // this user does not own), once more without it.
 int open_without_atime(int dirfd, const char *path, int flags, std::uint64_t resolve)
 {
     for (;;) {
-        long fd = call_openat2(dirfd, path, std::uint64_t(flags) | O_NOATIME, resolve);
+        long fd = call_openat2(dirfd, path, std::uint64_t(without_atime(flags)), resolve);
         if (fd < 0 && errno == EPERM)
             fd = call_openat2(dirfd, path, std::uint64_t(flags), resolve);
         if (fd < 0 && errno == EINTR)
