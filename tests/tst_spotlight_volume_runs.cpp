@@ -3,7 +3,10 @@
 
 #include "test_case.h"
 
+#include <QDir>
 #include <QDirIterator>
+#include <QFile>
+#include <QTemporaryDir>
 #include <QtTest>
 
 namespace {
@@ -25,6 +28,20 @@ QStringList snapshot(const QString &root)
     return listed;
 }
 
+// Copies a volume's files, hidden ones and its index included, to target.
+bool copy_volume(const QString &volume, const QString &target)
+{
+    QDirIterator files(volume, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
+                       QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString path = files.next();
+        const QString copy = target + path.mid(volume.size());
+        if (files.fileInfo().isDir() ? !QDir().mkpath(copy) : !QFile::copy(path, copy))
+            return false;
+    }
+    return true;
+}
+
 } // namespace
 
 class tst_spotlight_volume_runs : public QObject
@@ -36,6 +53,8 @@ private slots:
     void timestamps_run();
     void full_metadata_run_data();
     void full_metadata_run();
+    void left_click_on_deleted_indexed_file_data();
+    void left_click_on_deleted_indexed_file();
 };
 
 void tst_spotlight_volume_runs::timestamps_run_data()
@@ -100,6 +119,40 @@ void tst_spotlight_volume_runs::full_metadata_run()
     QCOMPARE(rows[0], expected);
     // The index is only read: nothing is written beside it.
     QCOMPARE(snapshot(fixtures + volume), volume_files);
+}
+
+void tst_spotlight_volume_runs::left_click_on_deleted_indexed_file_data()
+{
+    timestamps_run_data();
+}
+
+void tst_spotlight_volume_runs::left_click_on_deleted_indexed_file()
+{
+    QFETCH(QString, volume);
+    QFETCH(QString, indexed_date);
+
+    const QStringList keys = {"kMDItemContentType", "kMDItemKind", "kMDItemDateAdded", "kMDItemFSName"};
+    QTemporaryDir copy;
+    QVERIFY(copy_volume(fixtures + volume, copy.path()));
+    TestCase test_case;
+    test_case.set_source_root(copy.path());
+    test_case.create_file_system_db({{1, "/LICENSE"}});
+    test_case.create_metadata_db(keys);
+    const QString select = "select kMDItemContentType, kMDItemKind, kMDItemDateAdded, kMDItemFSName, "
+                           "filesystem_record from files";
+
+    // The copy's index is read: the file has its indexed values.
+    QCOMPARE(test_case.run("4", "/LICENSE", keys, keys).lines, QStringList());
+    QCOMPARE(TestCase::rows(test_case.database("apple_metadata.sqlite"), select),
+             (QList<QVariantList>{{"public.data", "Document", indexed_date, "LICENSE", 1}}));
+
+    // Deleted since the volume was indexed: no item, so empty texts, not NULLs.
+    QVERIFY(QFile::remove(copy.path() + "/LICENSE"));
+    QCOMPARE(test_case.run("4", "/LICENSE", keys, keys).lines, QStringList());
+    const auto rows = TestCase::rows(test_case.database("apple_metadata.sqlite"), select);
+    QCOMPARE(rows, (QList<QVariantList>{{"", "", "", "", 1}}));
+    for (int column = 0; column < keys.size(); ++column)
+        QVERIFY2(!rows[0][column].isNull(), qPrintable(keys[column] + " is NULL"));
 }
 
 QTEST_GUILESS_MAIN(tst_spotlight_volume_runs)
