@@ -210,6 +210,12 @@ void tst_property_list_value::hostile_list_data()
         << other;
     QTest::newRow("shared objects fanning out to a trillion nodes")
         << binary_shared_fan_out(4, 1000) << other;
+    QTest::newRow("one long string shared sixteen thousand times") << [] {
+        // 32 KiB of text that the parser would copy into half a gigabyte.
+        std::vector<QByteArray> objects{array_object(std::vector<std::uint64_t>(16000, 1)),
+                                        ascii_string_object(QByteArray(32768, 'x'))};
+        return binary_objects(objects);
+    }() << other;
     QTest::newRow("binary arrays nested ten thousand deep") << binary_nesting(10000) << other;
     QTest::newRow("XML arrays nested a hundred thousand deep") << xml_nesting(100000) << other;
 
