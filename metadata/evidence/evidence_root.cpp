@@ -76,13 +76,18 @@ bool kernel_resolves_in_root(int root)
     return true;
 }
 
+// Puts the components of path before those still pending. "." stays, so
+// that in "link/." the link is a middle component and is followed, as the
+// kernel does; a trailing separator means the same.
 void append_components(std::deque<QByteArray> &pending, QByteArrayView path)
 {
     std::deque<QByteArray> parts;
     for (const QByteArray &part : path.toByteArray().split('/')) {
-        if (!part.isEmpty() && part != ".")
+        if (!part.isEmpty())
             parts.push_back(part);
     }
+    if (path.endsWith('/') && !parts.empty())
+        parts.push_back(".");
     pending.insert(pending.begin(), parts.begin(), parts.end());
 }
 
@@ -161,6 +166,8 @@ UniqueFd EvidenceRoot::walk_beneath(QByteArrayView relative, int flags, Links li
     while (!pending.empty()) {
         const QByteArray name = pending.front();
         pending.pop_front();
+        if (name == ".")
+            continue;
         if (name == "..") {
             if (folders.size() > 1)
                 folders.pop_back();
