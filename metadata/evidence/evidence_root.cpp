@@ -66,14 +66,12 @@ int openat_without_atime(int dirfd, const char *name, int flags)
 
 // Whether this kernel lets the process resolve beneath a root: openat2
 // is missing before Linux 5.6, and sandboxes often forbid it (ENOSYS or
-// EPERM from a seccomp filter).
+// EPERM from a seccomp filter). Looking up the root itself can fail for
+// no other reason, so any failure means walking.
 bool kernel_resolves_in_root(int root)
 {
-    const long probe = call_openat2(root, ".", O_PATH | O_CLOEXEC, RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS);
-    if (probe < 0)
-        return errno != ENOSYS && errno != EPERM;
-    ::close(int(probe));
-    return true;
+    const UniqueFd probe(int(call_openat2(root, ".", O_PATH | O_CLOEXEC, RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS)));
+    return probe.valid();
 }
 
 // Puts the components of path before those still pending. "." stays, so
