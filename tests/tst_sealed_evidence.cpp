@@ -396,9 +396,6 @@ void tst_sealed_evidence::strictatime_volume_keeps_every_access_time()
 
 void tst_sealed_evidence::killed_worker_leaves_no_runtime_folder()
 {
-    const auto runtime_folders = [] {
-        return QDir("/tmp").entryList({"vantrel-runtime*"}, QDir::AllEntries | QDir::Hidden | QDir::System);
-    };
     TestCase test_case;
     QList<QPair<QVariant, QVariant>> records;
     for (int i = 1; i <= 300; ++i)
@@ -408,21 +405,38 @@ void tst_sealed_evidence::killed_worker_leaves_no_runtime_folder()
     const QString metadata = test_case.database("apple_metadata.sqlite");
     QVERIFY(TestCase::exec(metadata, {"insert into files (filesystem_record) values (0)"}));
 
-    // The first worker of this user may make the shared folder (a run kind
-    // that starts nothing still comes up); none after it.
+    // The worker sees a /tmp of its own, so that other workers on this
+    // machine can't blur what it leaves there: the test's folder, mounted
+    // over /tmp, with the case in it at its usual path.
+    const QString case_root = QDir::cleanPath(test_case.case_dir() + "/..");
+    const QString private_tmp = case_root + "/private-tmp";
+    QVERIFY(QDir().mkpath(private_tmp));
+    const QString mount_then_run = QStringLiteral(
+        "mkdir -p \"$0/private-tmp/$1\" && mount --bind \"$0\" \"$0/private-tmp/$1\" && "
+        "mount --rbind \"$0/private-tmp\" /tmp && shift && exec \"$@\"");
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.remove("XDG_RUNTIME_DIR");
     QProcess worker;
     worker.setProcessEnvironment(environment);
-    QStringList arguments = {test_case.source_root(), QString(), test_case.case_dir(), TestCase::joined(keys),
-                             TestCase::joined(keys), test_case.source_name(), "9"};
-    worker.start(QStringLiteral(VANTREL_EXECUTABLE), arguments);
-    QVERIFY(worker.waitForFinished(20000));
-    const QStringList before = runtime_folders();
+    const auto start = [&](const QString &flag) {
+        worker.start("unshare", {"--mount", "sh", "-c", mount_then_run, case_root,
+                                 QFileInfo(case_root).fileName(), QStringLiteral(VANTREL_EXECUTABLE),
+                                 test_case.source_root(), QString(), test_case.case_dir(), TestCase::joined(keys),
+                                 TestCase::joined(keys), test_case.source_name(), flag});
+    };
+    const auto left_in_tmp = [&] {
+        return QDir(private_tmp).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    };
+
+    // The first worker of this user makes the shared folder (a run kind
+    // that starts nothing still comes up); none after it.
+    start("9");
+    if (!worker.waitForFinished(20000) || worker.exitCode() != 0)
+        QSKIP("this machine does not let the test give the worker a /tmp of its own");
+    const QStringList before = left_in_tmp();
     QVERIFY(before.contains("vantrel-runtime-" + QString::number(::getuid())));
 
-    arguments.last() = "2";
-    worker.start(QStringLiteral(VANTREL_EXECUTABLE), arguments);
+    start("2");
     // Killed once it has emptied the results: well past its start, inside its run.
     QElapsedTimer timer;
     timer.start();
@@ -432,7 +446,7 @@ void tst_sealed_evidence::killed_worker_leaves_no_runtime_folder()
     worker.kill(); // SIGKILL: no destructor runs
     worker.waitForFinished();
     QCOMPARE(worker.exitStatus(), QProcess::CrashExit);
-    QCOMPARE(runtime_folders(), before);
+    QCOMPARE(left_in_tmp(), before);
 }
 
 QTEST_GUILESS_MAIN(tst_sealed_evidence)
