@@ -41,11 +41,13 @@ int without_atime(int flags)
 // this user does not own), once more without it.
 int openat2_without_atime(int dirfd, const char *path, int flags, std::uint64_t resolve)
 {
-    for (;;) {
+    // The kernel answers EAGAIN when a rename elsewhere raced the lookup
+    // and it can't vouch for staying beneath the root; a few tries settle it.
+    for (int attempt = 0;; ++attempt) {
         long fd = call_openat2(dirfd, path, std::uint64_t(without_atime(flags)), resolve);
         if (fd < 0 && errno == EPERM)
             fd = call_openat2(dirfd, path, std::uint64_t(flags), resolve);
-        if (fd < 0 && errno == EINTR)
+        if (fd < 0 && (errno == EINTR || (errno == EAGAIN && attempt < 8)))
             continue;
         return int(fd);
     }
