@@ -1,6 +1,7 @@
 // Resolves arbitrary paths through a small volume whose links point where
 // the input says, by the kernel and by the component walk: whatever either
-// opens must lie beneath the volume root, whatever the links and dot-dots.
+// opens must lie beneath the volume root, whatever the links and dot-dots,
+// and both must find the same object.
 
 #include "evidence/evidence_root.h"
 
@@ -57,17 +58,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             ::symlink(target.constData(), volume.links[i].constData());
     }
     const QByteArray path = lines.size() > 3 ? lines[3] : QByteArray();
-    for (const bool walk : {false, true}) {
-        EvidenceRoot::force_component_walk(walk);
-        const EvidenceRoot root(QFile::decodeName(volume.root));
-        for (const auto links : {EvidenceRoot::Links::InsideRoot, EvidenceRoot::Links::Refused}) {
+    for (const auto links : {EvidenceRoot::Links::InsideRoot, EvidenceRoot::Links::Refused}) {
+        QByteArray found[2];
+        for (const bool walk : {false, true}) {
+            EvidenceRoot::force_component_walk(walk);
+            const EvidenceRoot root(QFile::decodeName(volume.root));
             const UniqueFd object = root.open_object(path, links);
             if (!object)
                 continue;
             const QByteArray where = location(object);
             if (where != volume.root && !where.startsWith(volume.root + "/"))
                 std::abort(); // resolved outside the volume
+            found[walk] = where;
         }
+        if (found[0] != found[1])
+            std::abort(); // the walk and the kernel disagree
     }
+    EvidenceRoot::force_component_walk(false);
     return 0;
 }
