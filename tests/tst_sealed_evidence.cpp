@@ -383,7 +383,10 @@ void tst_sealed_evidence::strictatime_volume_keeps_every_access_time()
     for (const QString flag : {"2", "1"})
         QCOMPARE(run_bounded(test_case, flag).exit_code, 0);
     QCOMPARE(TestCase::count_rows(test_case.database("apple_metadata.sqlite")), records.size());
-    // The index was read: the indexed date reached the case.
+    // The attributes and the index were read: the origin and the indexed date reached the case.
+    QCOMPARE(TestCase::count_rows(test_case.database("apple_metadata.sqlite"),
+                                  "where kMDItemWhereFroms = 'https://example.org/a'"),
+             1);
     QCOMPARE(TestCase::count_rows(test_case.database("apple_metadata.sqlite"),
                                   "where kMDItemDateAdded = '" + outside_index_date + "'"),
              1);
