@@ -8,5 +8,5 @@
 // files it holds.
 std::unique_ptr<MetadataStore> create_platform_metadata_store(const QString &volume_root)
 {
-    return SpotlightIndexStore::wrap(volume_root, std::make_unique<FileMetadataStore>());
+    return SpotlightIndexStore::wrap(volume_root, std::make_unique<FileMetadataStore>(volume_root));
 }

@@ -4,7 +4,6 @@
 #include "file_facts.h"
 #include "property_list_value.h"
 
-#include <QFile>
 
 #include <cstdint>
 #include <cstring>
@@ -21,8 +20,8 @@ constexpr QByteArrayView metadata_prefix = "com.apple.metadata:";
 class FileMetadataItem : public MetadataItem
 {
 public:
-    FileMetadataItem(QString path, QByteArray native_path, FileFacts facts)
-        : path(std::move(path)), facts(std::move(facts)), attributes(std::move(native_path))
+    FileMetadataItem(QString path, FileFacts facts, UniqueFd attribute_source)
+        : path(std::move(path)), facts(std::move(facts)), attributes(std::move(attribute_source))
     {
     }
 
@@ -219,15 +218,23 @@ MetadataValue FileMetadataItem::where_froms() const
 
 } // namespace
 
+FileMetadataStore::FileMetadataStore(const QString &volume_root) : root_(volume_root) {}
+
 std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path)
 {
-    const QByteArray native_path = QFile::encodeName(path);
-    // The system would read such a path only up to its zero byte: a
-    // different file.
-    if (native_path.contains('\0'))
+    // A path with a zero byte would be read only up to it: a different file.
+    const std::optional<QByteArray> relative = root_.relative_path(path);
+    if (path.isEmpty() || !relative)
         return nullptr;
-    std::optional<FileFacts> facts = read_file_facts(native_path);
+    std::optional<FileFacts> facts = read_file_facts(root_, *relative);
     if (!facts)
         return nullptr;
-    return std::make_unique<FileMetadataItem>(path, native_path, std::move(*facts));
+    // Attributes are read from regular files and folders only; a link's row
+    // describes the link, and pipes, sockets and devices are never opened.
+    UniqueFd attribute_source;
+    if (facts->is_regular_file)
+        attribute_source = root_.open_regular_file(*relative);
+    else if (facts->is_directory)
+        attribute_source = root_.open_directory(*relative);
+    return std::make_unique<FileMetadataItem>(path, std::move(*facts), std::move(attribute_source));
 }

@@ -1,22 +1,29 @@
 #ifndef FILE_METADATA_STORE_H
 #define FILE_METADATA_STORE_H
 
+#include "evidence/evidence_root.h"
 #include "metadata_store.h"
 
 // The metadata that the files of a mounted macOS volume carry themselves,
 // for machines without Spotlight. A key's value comes from the file's
 // "com.apple.metadata:" extended attribute of that name where it has one,
 // else, for the keys that describe the file itself (name, path, size,
-// dates, owner, tags, download origin), from the file system. Symbolic
-// links are looked at, never followed.
+// dates, owner, tags, download origin), from the file system. Every file
+// is reached beneath the volume root; the last component of a path is
+// looked at, never followed.
 class FileMetadataStore : public MetadataStore
 {
 public:
-    FileMetadataStore() = default;
+    // The files beneath volume_root; "" is the machine's own root.
+    explicit FileMetadataStore(const QString &volume_root = QString());
 
-    // The item of an object that exists at path; nullptr for a missing or
-    // empty path or an object that cannot be looked up.
+    // The item of an object that exists at path beneath the root; nullptr
+    // for a missing or empty path, a path outside the root or an object
+    // that cannot be looked up.
     std::unique_ptr<MetadataItem> create_item(const QString &path) override;
+
+private:
+    EvidenceRoot root_;
 };
 
 #endif // FILE_METADATA_STORE_H
