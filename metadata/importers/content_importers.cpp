@@ -1,0 +1,10 @@
+#include "content_importers.h"
+
+#include "image_importer.h"
+
+std::vector<std::unique_ptr<ContentImporter>> all_content_importers()
+{
+    std::vector<std::unique_ptr<ContentImporter>> importers;
+    importers.push_back(std::make_unique<ImageImporter>());
+    return importers;
+}

@@ -1,0 +1,315 @@
+// What the content importers read from files made at test time by the
+// tools that write such files, and how they bear hostile ones.
+
+#include "content_importer_keys.h"
+#include "content_importers.h"
+#include "metadata_value_text.h"
+
+#include <QtTest>
+
+#include <QImage>
+#include <QPainter>
+#include <QPdfWriter>
+#include <QProcess>
+#include <QStandardPaths>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <map>
+
+namespace {
+
+// Stands for null text in the tables: the key has no value.
+const QString null = QStringLiteral("<null>");
+
+QString shown(const QString &text)
+{
+    return text.isNull() ? null : '"' + text + '"';
+}
+
+// Runs a tool to make a sample; the reason it could not, or empty text.
+QString run_tool(const QString &program, const QStringList &arguments, const QString &folder)
+{
+    if (QStandardPaths::findExecutable(program).isEmpty())
+        return program + QStringLiteral(" is not installed");
+    QProcess process;
+    process.setWorkingDirectory(folder);
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(program, arguments);
+    if (!process.waitForFinished(120000) || process.exitStatus() != QProcess::NormalExit
+        || process.exitCode() != 0)
+        return program + QStringLiteral(" failed: ") + QString::fromLocal8Bit(process.readAll());
+    return QString();
+}
+
+bool write_file(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+// The values the first importer that reads the type finds, read through a
+// descriptor as the importer process hands it over.
+ImportedValues import_file(const QString &path, const QString &content_type, QString *importer_name = nullptr)
+{
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return {};
+    ImportedValues values;
+    for (const std::unique_ptr<ContentImporter> &importer : all_content_importers()) {
+        if (!importer->reads(content_type))
+            continue;
+        if (importer_name)
+            *importer_name = importer->name();
+        values = importer->import(fd, content_type);
+        break;
+    }
+    ::close(fd);
+    return values;
+}
+
+QString value_text(const ImportedValues &values, const QString &key)
+{
+    for (const auto &[found_key, value] : values) {
+        if (found_key == key)
+            return metadata_value_text(value);
+    }
+    return QString();
+}
+
+} // namespace
+
+class tst_content_importers : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void imported_value_data();
+    void imported_value();
+    void hostile_file_data();
+    void hostile_file();
+    void importer_for_type_data();
+    void importer_for_type();
+    void every_key_given_is_declared();
+
+private:
+    QString path(const QString &name) const { return folder.filePath(name); }
+    void make_images();
+    void make_pdfs();
+    void make_audio();
+    void make_video();
+    void make_office_documents();
+    void make_hostile_files();
+
+    QTemporaryDir folder;
+    // Samples that could not be made, with the reason.
+    std::map<QString, QString> missing;
+};
+
+void tst_content_importers::initTestCase()
+{
+    QVERIFY2(folder.isValid(), qPrintable(folder.errorString()));
+    make_images();
+    make_pdfs();
+    make_audio();
+    make_video();
+    make_office_documents();
+    make_hostile_files();
+}
+
+void tst_content_importers::make_images()
+{
+    QImage picture(64, 48, QImage::Format_RGB32);
+    picture.fill(Qt::darkCyan);
+    QVERIFY(picture.save(path("photo.jpg"), "JPEG"));
+    QVERIFY(picture.save(path("turned.jpg"), "JPEG"));
+    QImage translucent(30, 20, QImage::Format_ARGB32);
+    translucent.fill(QColor(200, 10, 10, 100));
+    QVERIFY(translucent.save(path("alpha.png"), "PNG"));
+
+    const QString photo_reason = run_tool(QStringLiteral("exiv2"), {
+        "-M", "set Exif.Image.Make Canon",
+        "-M", "set Exif.Image.Model Canon EOS 5D Mark IV",
+        "-M", "set Exif.Photo.LensModel EF24-70mm f/2.8L II USM",
+        "-M", "set Exif.Photo.ExposureTime 1/250",
+        "-M", "set Exif.Photo.FNumber 28/10",
+        "-M", "set Exif.Photo.ISOSpeedRatings 400",
+        "-M", "set Exif.Photo.FocalLength 50/1",
+        "-M", "set Exif.Photo.Flash 9",
+        "-M", "set Exif.Photo.WhiteBalance 1",
+        "-M", "set Exif.Photo.DateTimeOriginal 2021:06:15 12:20:30",
+        "-M", "set Exif.Photo.OffsetTimeOriginal +02:00",
+        "-M", "set Exif.GPSInfo.GPSLatitude 22/1 54/1 30/1",
+        "-M", "set Exif.GPSInfo.GPSLatitudeRef S",
+        "-M", "set Exif.GPSInfo.GPSLongitude 43/1 11/1 47/1",
+        "-M", "set Exif.GPSInfo.GPSLongitudeRef W",
+        "-M", "set Exif.GPSInfo.GPSAltitude 12/1",
+        "-M", "set Exif.GPSInfo.GPSAltitudeRef 1",
+        "-M", "set Exif.GPSInfo.GPSDateStamp 2021:06:15",
+        "-M", "set Exif.GPSInfo.GPSTimeStamp 10/1 20/1 31/1",
+        "photo.jpg" }, folder.path());
+    if (!photo_reason.isEmpty())
+        missing["photo.jpg"] = photo_reason;
+    const QString turned_reason = run_tool(QStringLiteral("exiv2"), {
+        "-M", "set Exif.Image.Orientation 6",
+        "-M", "set Exif.Photo.Flash 16",
+        "-M", "set Exif.Photo.DateTimeOriginal 2021:06:15 12:20:30",
+        "turned.jpg" }, folder.path());
+    if (!turned_reason.isEmpty())
+        missing["turned.jpg"] = turned_reason;
+}
+
+void tst_content_importers::make_pdfs() {}
+void tst_content_importers::make_audio() {}
+void tst_content_importers::make_video() {}
+void tst_content_importers::make_office_documents() {}
+
+void tst_content_importers::make_hostile_files()
+{
+    QFile photo(path("alpha.png"));
+    QVERIFY(photo.open(QIODevice::ReadOnly));
+    const QByteArray png = photo.readAll();
+    QFile jpeg(path("photo.jpg"));
+    QVERIFY(jpeg.open(QIODevice::ReadOnly));
+    QVERIFY(write_file(path("truncated.jpg"), jpeg.readAll().left(700)));
+    QVERIFY(write_file(path("truncated.png"), png.left(40)));
+
+    // The same noise for every type: no importer may trust a single byte.
+    QByteArray noise(64 * 1024, Qt::Uninitialized);
+    quint32 state = 0x9e3779b9u;
+    for (char &byte : noise) {
+        state = state * 1664525u + 1013904223u;
+        byte = char(state >> 24);
+    }
+    QVERIFY(write_file(path("noise.bin"), noise));
+    QVERIFY(write_file(path("empty.bin"), QByteArray()));
+}
+
+void tst_content_importers::imported_value_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("content_type");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("expected");
+
+    const QString jpeg = QStringLiteral("public.jpeg");
+    QTest::newRow("photo width in pixels") << "photo.jpg" << jpeg << "kMDItemPixelWidth" << "64";
+    QTest::newRow("photo height in pixels") << "photo.jpg" << jpeg << "kMDItemPixelHeight" << "48";
+    QTest::newRow("wide photo is landscape") << "photo.jpg" << jpeg << "kMDItemOrientation" << "0";
+    QTest::newRow("photo colour space") << "photo.jpg" << jpeg << "kMDItemColorSpace" << "RGB";
+    QTest::newRow("photo bits per sample") << "photo.jpg" << jpeg << "kMDItemBitsPerSample" << "8";
+    QTest::newRow("photo has no alpha") << "photo.jpg" << jpeg << "kMDItemHasAlphaChannel" << "0";
+    QTest::newRow("camera make") << "photo.jpg" << jpeg << "kMDItemAcquisitionMake" << "Canon";
+    QTest::newRow("camera model") << "photo.jpg" << jpeg << "kMDItemAcquisitionModel" << "Canon EOS 5D Mark IV";
+    QTest::newRow("lens") << "photo.jpg" << jpeg << "kMDItemLensModel" << "EF24-70mm f/2.8L II USM";
+    QTest::newRow("exposure as seconds") << "photo.jpg" << jpeg << "kMDItemExposureTimeSeconds" << "0.004";
+    QTest::newRow("aperture as f-number") << "photo.jpg" << jpeg << "kMDItemFNumber" << "2.8";
+    QTest::newRow("sensitivity") << "photo.jpg" << jpeg << "kMDItemISOSpeed" << "400";
+    QTest::newRow("focal length") << "photo.jpg" << jpeg << "kMDItemFocalLength" << "50";
+    QTest::newRow("flash that fired is on") << "photo.jpg" << jpeg << "kMDItemFlashOnOff" << "1";
+    QTest::newRow("manual white balance") << "photo.jpg" << jpeg << "kMDItemWhiteBalance" << "1";
+    QTest::newRow("southern latitude is negative") << "photo.jpg" << jpeg << "kMDItemLatitude" << "-22.9083";
+    QTest::newRow("western longitude is negative") << "photo.jpg" << jpeg << "kMDItemLongitude" << "-43.1964";
+    QTest::newRow("altitude below sea level is negative") << "photo.jpg" << jpeg << "kMDItemAltitude" << "-12";
+    QTest::newRow("satellite fix time is UTC") << "photo.jpg" << jpeg << "kMDItemGPSDateStamp" << "1623752431";
+    QTest::newRow("capture time in the recorded zone") << "photo.jpg" << jpeg << "kMDItemContentCreationDate" << "1623752430";
+    QTest::newRow("quarter-turned photo is portrait") << "turned.jpg" << jpeg << "kMDItemOrientation" << "1";
+    QTest::newRow("flash that did not fire is off") << "turned.jpg" << jpeg << "kMDItemFlashOnOff" << "0";
+    QTest::newRow("capture time without a zone is taken as UTC") << "turned.jpg" << jpeg << "kMDItemContentCreationDate" << "1623759630";
+    QTest::newRow("no GPS tags, no latitude") << "turned.jpg" << jpeg << "kMDItemLatitude" << null;
+    QTest::newRow("no camera tags, no make") << "turned.jpg" << jpeg << "kMDItemAcquisitionMake" << null;
+    const QString png = QStringLiteral("public.png");
+    QTest::newRow("PNG width") << "alpha.png" << png << "kMDItemPixelWidth" << "30";
+    QTest::newRow("PNG with alpha channel") << "alpha.png" << png << "kMDItemHasAlphaChannel" << "1";
+    QTest::newRow("PNG without capture time") << "alpha.png" << png << "kMDItemContentCreationDate" << null;
+}
+
+void tst_content_importers::imported_value()
+{
+    QFETCH(QString, file);
+    QFETCH(QString, content_type);
+    QFETCH(QString, key);
+    QFETCH(QString, expected);
+
+    if (const auto reason = missing.find(file); reason != missing.end())
+        QSKIP(qPrintable(reason->second));
+    const ImportedValues values = import_file(path(file), content_type);
+    const QString actual = value_text(values, key);
+    if (expected == null)
+        QVERIFY2(actual.isNull(), qPrintable(shown(actual)));
+    else
+        QCOMPARE(shown(actual), shown(expected));
+}
+
+void tst_content_importers::hostile_file_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("content_type");
+
+    QTest::newRow("JPEG cut off in its first segments") << "truncated.jpg" << "public.jpeg";
+    QTest::newRow("PNG cut off in its header") << "truncated.png" << "public.png";
+    for (const char *type : { "public.jpeg", "public.png", "public.tiff", "public.heic",
+                              "com.canon.cr2-raw-image" }) {
+        QTest::addRow("noise as %s", type) << "noise.bin" << type;
+        QTest::addRow("empty file as %s", type) << "empty.bin" << type;
+    }
+}
+
+void tst_content_importers::hostile_file()
+{
+    QFETCH(QString, file);
+    QFETCH(QString, content_type);
+
+    if (const auto reason = missing.find(file); reason != missing.end())
+        QSKIP(qPrintable(reason->second));
+    QString importer;
+    const ImportedValues values = import_file(path(file), content_type, &importer);
+    QVERIFY2(!importer.isEmpty(), "no importer reads the type");
+    // Whatever survives must still be a key the importer declares.
+    for (const std::unique_ptr<ContentImporter> &candidate : all_content_importers()) {
+        if (candidate->name() != importer)
+            continue;
+        for (const auto &[key, value] : values)
+            QVERIFY2(candidate->keys().contains(key), qPrintable(key));
+    }
+}
+
+void tst_content_importers::importer_for_type_data()
+{
+    QTest::addColumn<QString>("content_type");
+    QTest::addColumn<QString>("importer");
+
+    QTest::newRow("JPEG photo") << "public.jpeg" << "image";
+    QTest::newRow("HEIC photo") << "public.heic" << "image";
+    QTest::newRow("camera raw") << "com.nikon.raw-image" << "image";
+    QTest::newRow("plain text has none") << "public.plain-text" << "";
+    QTest::newRow("a type's parent is not enough") << "public.image" << "";
+}
+
+void tst_content_importers::importer_for_type()
+{
+    QFETCH(QString, content_type);
+    QFETCH(QString, importer);
+
+    QStringList readers;
+    for (const std::unique_ptr<ContentImporter> &candidate : all_content_importers()) {
+        if (candidate->reads(content_type))
+            readers.append(candidate->name());
+    }
+    QCOMPARE(readers.join(','), importer);
+}
+
+void tst_content_importers::every_key_given_is_declared()
+{
+    QStringList all = content_importer_keys();
+    QCOMPARE(all.removeDuplicates(), qsizetype(0));
+    for (const std::unique_ptr<ContentImporter> &importer : all_content_importers()) {
+        for (const QString &key : importer->keys())
+            QVERIFY2(all.contains(key), qPrintable(importer->name() + ": " + key));
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_content_importers)
+#include "tst_content_importers.moc"
