@@ -78,6 +78,34 @@ QString value_text(const ImportedValues &values, const QString &key)
     return QString();
 }
 
+// A PDF of the given objects (numbered from 1, the first the catalog),
+// with a cross-reference table whose offsets are right and the trailer's
+// information dictionary when one is given.
+QByteArray pdf_file(const QByteArray &version, const QList<QByteArray> &objects, int info_object)
+{
+    QByteArray pdf = "%PDF-" + version + "\n%\xe2\xe3\xcf\xd3\n";
+    QList<qsizetype> offsets;
+    for (qsizetype i = 0; i < objects.size(); ++i) {
+        offsets.append(pdf.size());
+        pdf += QByteArray::number(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
+    }
+    const qsizetype xref = pdf.size();
+    pdf += "xref\n0 " + QByteArray::number(objects.size() + 1) + "\n0000000000 65535 f \n";
+    for (const qsizetype offset : offsets)
+        pdf += QByteArray::number(offset).rightJustified(10, '0') + " 00000 n \n";
+    pdf += "trailer\n<< /Size " + QByteArray::number(objects.size() + 1) + " /Root 1 0 R";
+    if (info_object > 0)
+        pdf += " /Info " + QByteArray::number(info_object) + " 0 R";
+    pdf += " >>\nstartxref\n" + QByteArray::number(xref) + "\n%%EOF\n";
+    return pdf;
+}
+
+const QList<QByteArray> letter_pages = {
+    "<< /Type /Catalog /Pages 2 0 R >>",
+    "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+    "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>",
+};
+
 } // namespace
 
 class tst_content_importers : public QObject
@@ -161,7 +189,32 @@ void tst_content_importers::make_images()
         missing["turned.jpg"] = turned_reason;
 }
 
-void tst_content_importers::make_pdfs() {}
+void tst_content_importers::make_pdfs()
+{
+    {
+        QPdfWriter writer(path("written.pdf"));
+        writer.setTitle(QStringLiteral("Quarterly report"));
+        writer.setCreator(QStringLiteral("Report Builder 2"));
+        writer.setPageSize(QPageSize(QPageSize::A4));
+        QPainter painter(&writer);
+        painter.fillRect(100, 100, 400, 200, Qt::black);
+        writer.newPage();
+        painter.fillRect(100, 100, 200, 400, Qt::black);
+    }
+
+    QList<QByteArray> described = letter_pages;
+    described.append("<< /Title (Minutes) /Author (Alex Example) /Creator (Writer 7)"
+                     " /Producer (PDF Maker 1.2) /CreationDate (D:20210615122030+02'00')"
+                     " /ModDate (D:20220101000000Z) >>");
+    QVERIFY(write_file(path("described.pdf"), pdf_file("1.4", described, 4)));
+
+    // A title nested far deeper than any document needs.
+    QList<QByteArray> nested = letter_pages;
+    const int depth = 200000;
+    nested.append("<< /Title " + QByteArray(depth, '[') + QByteArray(depth, ']') + " /Author ("
+                  + QByteArray(depth, '(') + ") >>");
+    QVERIFY(write_file(path("nested.pdf"), pdf_file("1.7", nested, 4)));
+}
 void tst_content_importers::make_audio() {}
 void tst_content_importers::make_video() {}
 void tst_content_importers::make_office_documents() {}
@@ -224,6 +277,20 @@ void tst_content_importers::imported_value_data()
     QTest::newRow("PNG width") << "alpha.png" << png << "kMDItemPixelWidth" << "30";
     QTest::newRow("PNG with alpha channel") << "alpha.png" << png << "kMDItemHasAlphaChannel" << "1";
     QTest::newRow("PNG without capture time") << "alpha.png" << png << "kMDItemContentCreationDate" << null;
+    const QString pdf = QStringLiteral("com.adobe.pdf");
+    QTest::newRow("PDF title") << "written.pdf" << pdf << "kMDItemTitle" << "Quarterly report";
+    QTest::newRow("PDF authoring application") << "written.pdf" << pdf << "kMDItemCreator" << "Report Builder 2";
+    QTest::newRow("PDF page count") << "written.pdf" << pdf << "kMDItemNumberOfPages" << "2";
+    QTest::newRow("A4 width in points") << "written.pdf" << pdf << "kMDItemPageWidth" << "595";
+    QTest::newRow("A4 height in points") << "written.pdf" << pdf << "kMDItemPageHeight" << "842";
+    QTest::newRow("unencrypted PDF") << "written.pdf" << pdf << "kMDItemSecurityMethod" << "None";
+    QTest::newRow("PDF author as a list") << "described.pdf" << pdf << "kMDItemAuthors" << "Alex Example";
+    QTest::newRow("PDF producer as encoding application") << "described.pdf" << pdf << "kMDItemEncodingApplications" << "PDF Maker 1.2";
+    QTest::newRow("PDF version from the header") << "described.pdf" << pdf << "kMDItemVersion" << "1.4";
+    QTest::newRow("PDF creation date in its own zone") << "described.pdf" << pdf << "kMDItemContentCreationDate" << "1623752430";
+    QTest::newRow("PDF modification date in UTC") << "described.pdf" << pdf << "kMDItemContentModificationDate" << "1640995200";
+    QTest::newRow("letter width in points") << "described.pdf" << pdf << "kMDItemPageWidth" << "612";
+    QTest::newRow("PDF without an author") << "written.pdf" << pdf << "kMDItemAuthors" << null;
 }
 
 void tst_content_importers::imported_value()
@@ -250,8 +317,9 @@ void tst_content_importers::hostile_file_data()
 
     QTest::newRow("JPEG cut off in its first segments") << "truncated.jpg" << "public.jpeg";
     QTest::newRow("PNG cut off in its header") << "truncated.png" << "public.png";
+    QTest::newRow("PDF with objects nested 200000 deep") << "nested.pdf" << "com.adobe.pdf";
     for (const char *type : { "public.jpeg", "public.png", "public.tiff", "public.heic",
-                              "com.canon.cr2-raw-image" }) {
+                              "com.canon.cr2-raw-image", "com.adobe.pdf" }) {
         QTest::addRow("noise as %s", type) << "noise.bin" << type;
         QTest::addRow("empty file as %s", type) << "empty.bin" << type;
     }
@@ -284,6 +352,7 @@ void tst_content_importers::importer_for_type_data()
     QTest::newRow("JPEG photo") << "public.jpeg" << "image";
     QTest::newRow("HEIC photo") << "public.heic" << "image";
     QTest::newRow("camera raw") << "com.nikon.raw-image" << "image";
+    QTest::newRow("PDF document") << "com.adobe.pdf" << "pdf";
     QTest::newRow("plain text has none") << "public.plain-text" << "";
     QTest::newRow("a type's parent is not enough") << "public.image" << "";
 }

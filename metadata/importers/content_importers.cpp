@@ -1,10 +1,12 @@
 #include "content_importers.h"
 
 #include "image_importer.h"
+#include "pdf_importer.h"
 
 std::vector<std::unique_ptr<ContentImporter>> all_content_importers()
 {
     std::vector<std::unique_ptr<ContentImporter>> importers;
     importers.push_back(std::make_unique<ImageImporter>());
+    importers.push_back(std::make_unique<PdfImporter>());
     return importers;
 }
