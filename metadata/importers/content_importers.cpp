@@ -1,5 +1,6 @@
 #include "content_importers.h"
 
+#include "audio_importer.h"
 #include "image_importer.h"
 #include "pdf_importer.h"
 
@@ -8,5 +9,6 @@ std::vector<std::unique_ptr<ContentImporter>> all_content_importers()
     std::vector<std::unique_ptr<ContentImporter>> importers;
     importers.push_back(std::make_unique<ImageImporter>());
     importers.push_back(std::make_unique<PdfImporter>());
+    importers.push_back(std::make_unique<AudioImporter>());
     return importers;
 }
