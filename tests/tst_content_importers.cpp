@@ -235,7 +235,23 @@ void tst_content_importers::make_audio()
             missing[name] = reason;
     }
 }
-void tst_content_importers::make_video() {}
+void tst_content_importers::make_video()
+{
+    const QStringList picture = { "-nostdin", "-loglevel", "error", "-y", "-f", "lavfi", "-i",
+                                  "testsrc=duration=1:size=320x240:rate=25" };
+    const QStringList tagged = { "-pix_fmt", "yuv420p", "-metadata", "creation_time=2021-06-15T10:20:30Z" };
+    const std::pair<const char *, QStringList> clips[] = {
+        { "clip.mp4", picture + QStringList{ "-f", "lavfi", "-i", "sine=duration=1" } + tagged
+                          + QStringList{ "-c:v", "libx264", "-c:a", "aac", "-shortest" } },
+        { "clip.mov", picture + tagged + QStringList{ "-c:v", "mpeg4" } },
+    };
+    for (const auto &[name, arguments] : clips) {
+        const QString reason = run_tool(QStringLiteral("ffmpeg"), arguments + QStringList{ name }, folder.path());
+        if (!reason.isEmpty())
+            missing[name] = reason;
+    }
+}
+
 void tst_content_importers::make_office_documents() {}
 
 void tst_content_importers::make_hostile_files()
@@ -256,6 +272,20 @@ void tst_content_importers::make_hostile_files()
         byte = char(state >> 24);
     }
     QVERIFY(write_file(path("noise.bin"), noise));
+
+    // Two gigabytes that take no room: all holes, or a real movie's header
+    // followed by holes.
+    QFile sparse(path("sparse.mov"));
+    QVERIFY(sparse.open(QIODevice::WriteOnly));
+    QVERIFY(sparse.resize(2LL * 1024 * 1024 * 1024));
+    sparse.close();
+    if (QFile::exists(path("clip.mp4"))) {
+        QVERIFY(QFile::copy(path("clip.mp4"), path("padded.mp4")));
+        QFile padded(path("padded.mp4"));
+        QVERIFY(padded.resize(2LL * 1024 * 1024 * 1024));
+    } else {
+        missing["padded.mp4"] = missing["clip.mp4"];
+    }
     QVERIFY(write_file(path("empty.bin"), QByteArray()));
 }
 
@@ -329,6 +359,15 @@ void tst_content_importers::imported_value_data()
     QTest::newRow("M4A track number") << "song.m4a" << "com.apple.m4a-audio" << "kMDItemAudioTrackNumber" << "3";
     QTest::newRow("WAV duration to the sample") << "song.wav" << "com.microsoft.waveform-audio" << "kMDItemDurationSeconds" << "2";
     QTest::newRow("WAV bit rate of 16-bit stereo") << "song.wav" << "com.microsoft.waveform-audio" << "kMDItemAudioBitRate" << "1.411e+06";
+    const QString mp4 = QStringLiteral("public.mpeg-4");
+    QTest::newRow("movie duration") << "clip.mp4" << mp4 << "kMDItemDurationSeconds" << "~1";
+    QTest::newRow("movie picture width") << "clip.mp4" << mp4 << "kMDItemPixelWidth" << "320";
+    QTest::newRow("movie picture height") << "clip.mp4" << mp4 << "kMDItemPixelHeight" << "240";
+    QTest::newRow("movie codecs, picture first") << "clip.mp4" << mp4 << "kMDItemCodecs" << "H.264;AAC";
+    QTest::newRow("movie creation time from its header") << "clip.mp4" << mp4 << "kMDItemContentCreationDate" << "1623752430";
+    const QString mov = QStringLiteral("com.apple.quicktime-movie");
+    QTest::newRow("silent movie has one codec") << "clip.mov" << mov << "kMDItemCodecs" << "MPEG-4 Video";
+    QTest::newRow("QuickTime picture width") << "clip.mov" << mov << "kMDItemPixelWidth" << "320";
     QTest::newRow("PDF without an author") << "written.pdf" << pdf << "kMDItemAuthors" << null;
 }
 
@@ -363,11 +402,16 @@ void tst_content_importers::hostile_file_data()
 
     QTest::newRow("JPEG cut off in its first segments") << "truncated.jpg" << "public.jpeg";
     QTest::newRow("PNG cut off in its header") << "truncated.png" << "public.png";
+    QTest::newRow("2 GB of holes as a movie") << "sparse.mov" << "com.apple.quicktime-movie";
+    QTest::newRow("movie padded with holes to 2 GB") << "padded.mp4" << "public.mpeg-4";
+    QTest::newRow("2 GB of holes as a photo") << "sparse.mov" << "public.jpeg";
+    QTest::newRow("2 GB of holes as a song") << "sparse.mov" << "public.mp3";
     QTest::newRow("PDF with objects nested 200000 deep") << "nested.pdf" << "com.adobe.pdf";
     for (const char *type : { "public.jpeg", "public.png", "public.tiff", "public.heic",
                               "com.canon.cr2-raw-image", "com.adobe.pdf", "public.mp3",
                               "com.apple.m4a-audio", "com.microsoft.waveform-audio",
-                              "public.aiff-audio", "org.xiph.flac" }) {
+                              "public.aiff-audio", "org.xiph.flac", "public.mpeg-4",
+                              "com.apple.quicktime-movie" }) {
         QTest::addRow("noise as %s", type) << "noise.bin" << type;
         QTest::addRow("empty file as %s", type) << "empty.bin" << type;
     }
@@ -403,6 +447,8 @@ void tst_content_importers::importer_for_type_data()
     QTest::newRow("PDF document") << "com.adobe.pdf" << "pdf";
     QTest::newRow("MP3 song") << "public.mp3" << "audio";
     QTest::newRow("AAC song") << "com.apple.m4a-audio" << "audio";
+    QTest::newRow("QuickTime movie") << "com.apple.quicktime-movie" << "video";
+    QTest::newRow("MPEG-4 movie") << "public.mpeg-4" << "video";
     QTest::newRow("plain text has none") << "public.plain-text" << "";
     QTest::newRow("a type's parent is not enough") << "public.image" << "";
 }

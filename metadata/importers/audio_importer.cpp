@@ -18,6 +18,10 @@
 
 namespace {
 
+// A sound file's headers and tags are found within kilobytes of small
+// reads; megabytes of them are a scan through damaged or empty data.
+constexpr qint64 scan_budget = 4LL * 1024 * 1024;
+
 enum class TagKind {
     Text,      // the first value of the tag
     TextArray, // every value of the tag, in order
@@ -135,7 +139,7 @@ ImportedValues AudioImporter::import(int fd, const QString &content_type) const
     const std::optional<Container> container = container_of(content_type);
     if (!container)
         return values;
-    DescriptorStream stream(fd);
+    DescriptorStream stream(fd, scan_budget);
     if (stream.length() <= 0)
         return values;
     const std::unique_ptr<TagLib::File> file = open_file(*container, &stream);

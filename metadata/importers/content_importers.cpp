@@ -3,6 +3,7 @@
 #include "audio_importer.h"
 #include "image_importer.h"
 #include "pdf_importer.h"
+#include "video_importer.h"
 
 std::vector<std::unique_ptr<ContentImporter>> all_content_importers()
 {
@@ -10,5 +11,6 @@ std::vector<std::unique_ptr<ContentImporter>> all_content_importers()
     importers.push_back(std::make_unique<ImageImporter>());
     importers.push_back(std::make_unique<PdfImporter>());
     importers.push_back(std::make_unique<AudioImporter>());
+    importers.push_back(std::make_unique<VideoImporter>());
     return importers;
 }

@@ -9,11 +9,14 @@ namespace {
 // No tag or header needs more at once; a length read from a hostile file
 // asks for no more memory than this.
 constexpr long largest_block = 64L * 1024 * 1024;
+// Reads below this size are the pieces of a scan, and count against its
+// budget; tags and atoms are read in one larger block each.
+constexpr unsigned long scan_piece = 64UL * 1024;
 
 } // namespace
 
-DescriptorStream::DescriptorStream(int fd)
-    : fd_(fd), size_(long(std::max<qint64>(descriptor_size(fd), 0)))
+DescriptorStream::DescriptorStream(int fd, qint64 scan_budget)
+    : fd_(fd), size_(long(std::max<qint64>(descriptor_size(fd), 0))), scan_budget_left_(scan_budget)
 {
 }
 
@@ -24,6 +27,9 @@ TagLib::FileName DescriptorStream::name() const
 
 TagLib::ByteVector DescriptorStream::readBlock(unsigned long length)
 {
+    const bool scanning = length < scan_piece;
+    if (scanning && scan_budget_left_ <= 0)
+        return TagLib::ByteVector();
     const long wanted = long(std::min<unsigned long>(length, static_cast<unsigned long>(largest_block)));
     const long available = std::max(0L, std::min(wanted, size_ - position_));
     TagLib::ByteVector block(static_cast<unsigned int>(available), '\0');
@@ -32,6 +38,8 @@ TagLib::ByteVector DescriptorStream::readBlock(unsigned long length)
         return TagLib::ByteVector();
     block.resize(static_cast<unsigned int>(got));
     position_ += long(got);
+    if (scanning)
+        scan_budget_left_ -= got;
     return block;
 }
 
