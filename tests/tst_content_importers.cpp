@@ -252,7 +252,67 @@ void tst_content_importers::make_video()
     }
 }
 
-void tst_content_importers::make_office_documents() {}
+void tst_content_importers::make_office_documents()
+{
+    // Each document is a folder of parts, zipped by the zip tool.
+    const auto zip_folder = [this](const QString &name, const std::map<QString, QByteArray> &parts) {
+        const QString parts_folder = path(name + ".parts");
+        for (const auto &[part, content] : parts) {
+            QVERIFY(QDir().mkpath(QFileInfo(parts_folder + '/' + part).absolutePath()));
+            QVERIFY(write_file(parts_folder + '/' + part, content));
+        }
+        const QString reason = run_tool(QStringLiteral("zip"), { "-q", "-r", "-X", "../" + name, "." }, parts_folder);
+        if (!reason.isEmpty())
+            missing[name] = reason;
+    };
+
+    zip_folder(QStringLiteral("report.docx"), {
+        { "[Content_Types].xml", "<?xml version=\"1.0\"?><Types xmlns=\"http://schemas.openxmlformats.org/package/2006/content-types\"/>" },
+        { "word/document.xml", "<?xml version=\"1.0\"?><w:document xmlns:w=\"http://schemas.openxmlformats.org/wordprocessingml/2006/main\"/>" },
+        { "docProps/core.xml",
+          "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\n"
+          "<cp:coreProperties xmlns:cp=\"http://schemas.openxmlformats.org/package/2006/metadata/core-properties\""
+          " xmlns:dc=\"http://purl.org/dc/elements/1.1/\" xmlns:dcterms=\"http://purl.org/dc/terms/\""
+          " xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">"
+          "<dc:title>Budget 2024</dc:title><dc:creator>Alex Example</dc:creator>"
+          "<cp:lastModifiedBy>Sam Editor</cp:lastModifiedBy>"
+          "<dcterms:created xsi:type=\"dcterms:W3CDTF\">2021-06-15T10:20:30Z</dcterms:created>"
+          "<dcterms:modified xsi:type=\"dcterms:W3CDTF\">2022-01-01T00:00:00Z</dcterms:modified>"
+          "</cp:coreProperties>" },
+        { "docProps/app.xml",
+          "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+          "<Properties xmlns=\"http://schemas.openxmlformats.org/officeDocument/2006/extended-properties\">"
+          "<Application>Microsoft Office Word</Application><Pages>7</Pages></Properties>" },
+    });
+
+    zip_folder(QStringLiteral("minutes.odt"), {
+        { "mimetype", "application/vnd.oasis.opendocument.text" },
+        { "content.xml", "<?xml version=\"1.0\"?><office:document-content xmlns:office=\"urn:oasis:names:tc:opendocument:xmlns:office:1.0\"/>" },
+        { "meta.xml",
+          "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+          "<office:document-meta xmlns:office=\"urn:oasis:names:tc:opendocument:xmlns:office:1.0\""
+          " xmlns:meta=\"urn:oasis:names:tc:opendocument:xmlns:meta:1.0\" xmlns:dc=\"http://purl.org/dc/elements/1.1/\">"
+          "<office:meta><meta:generator>LibreOffice/7.4.7.2$Linux_X86_64</meta:generator>"
+          "<dc:title>Board minutes</dc:title><meta:initial-creator>Alex Example</meta:initial-creator>"
+          "<dc:creator>Sam Editor</dc:creator>"
+          "<meta:creation-date>2021-06-15T12:20:30.123456789</meta:creation-date>"
+          "<dc:date>2022-01-01T01:00:00+01:00</dc:date>"
+          "<meta:document-statistic meta:page-count=\"3\" meta:word-count=\"120\"/>"
+          "</office:meta></office:document-meta>" },
+    });
+
+    // A property part of 128 MiB of zeros, stored in about 128 KiB.
+    const QString bomb_parts = path("bomb.docx.parts/docProps");
+    QVERIFY(QDir().mkpath(bomb_parts));
+    QFile huge(bomb_parts + "/core.xml");
+    QVERIFY(huge.open(QIODevice::WriteOnly));
+    QVERIFY(huge.resize(128LL * 1024 * 1024));
+    huge.close();
+    const QString reason = run_tool(QStringLiteral("zip"), { "-q", "-r", "-X", "../bomb.docx", "." }, path("bomb.docx.parts"));
+    if (!reason.isEmpty())
+        missing["bomb.docx"] = reason;
+    QFile::remove(bomb_parts + "/core.xml");
+}
 
 void tst_content_importers::make_hostile_files()
 {
@@ -368,6 +428,23 @@ void tst_content_importers::imported_value_data()
     const QString mov = QStringLiteral("com.apple.quicktime-movie");
     QTest::newRow("silent movie has one codec") << "clip.mov" << mov << "kMDItemCodecs" << "MPEG-4 Video";
     QTest::newRow("QuickTime picture width") << "clip.mov" << mov << "kMDItemPixelWidth" << "320";
+    const QString docx = QStringLiteral("org.openxmlformats.wordprocessingml.document");
+    QTest::newRow("Word title") << "report.docx" << docx << "kMDItemTitle" << "Budget 2024";
+    QTest::newRow("Word author as a list") << "report.docx" << docx << "kMDItemAuthors" << "Alex Example";
+    QTest::newRow("Word last editor") << "report.docx" << docx << "kMDItemEditors" << "Sam Editor";
+    QTest::newRow("Word application") << "report.docx" << docx << "kMDItemCreator" << "Microsoft Office Word";
+    QTest::newRow("Word page count") << "report.docx" << docx << "kMDItemNumberOfPages" << "7";
+    QTest::newRow("Word creation date") << "report.docx" << docx << "kMDItemContentCreationDate" << "1623752430";
+    QTest::newRow("Word modification date") << "report.docx" << docx << "kMDItemContentModificationDate" << "1640995200";
+    const QString odt = QStringLiteral("org.oasis-open.opendocument.text");
+    QTest::newRow("OpenDocument title") << "minutes.odt" << odt << "kMDItemTitle" << "Board minutes";
+    QTest::newRow("OpenDocument initial creator is the author") << "minutes.odt" << odt << "kMDItemAuthors" << "Alex Example";
+    QTest::newRow("OpenDocument creator is the last editor") << "minutes.odt" << odt << "kMDItemEditors" << "Sam Editor";
+    QTest::newRow("OpenDocument generator") << "minutes.odt" << odt << "kMDItemCreator" << "LibreOffice/7.4.7.2$Linux_X86_64";
+    QTest::newRow("OpenDocument page count from statistics") << "minutes.odt" << odt << "kMDItemNumberOfPages" << "3";
+    QTest::newRow("OpenDocument date without a zone taken as UTC") << "minutes.odt" << odt << "kMDItemContentCreationDate" << "1623759630";
+    QTest::newRow("OpenDocument date with a zone") << "minutes.odt" << odt << "kMDItemContentModificationDate" << "1640995200";
+    QTest::newRow("zip bomb gives no title") << "bomb.docx" << docx << "kMDItemTitle" << null;
     QTest::newRow("PDF without an author") << "written.pdf" << pdf << "kMDItemAuthors" << null;
 }
 
@@ -406,12 +483,14 @@ void tst_content_importers::hostile_file_data()
     QTest::newRow("movie padded with holes to 2 GB") << "padded.mp4" << "public.mpeg-4";
     QTest::newRow("2 GB of holes as a photo") << "sparse.mov" << "public.jpeg";
     QTest::newRow("2 GB of holes as a song") << "sparse.mov" << "public.mp3";
+    QTest::newRow("zip bomb as a Word document") << "bomb.docx" << "org.openxmlformats.wordprocessingml.document";
     QTest::newRow("PDF with objects nested 200000 deep") << "nested.pdf" << "com.adobe.pdf";
     for (const char *type : { "public.jpeg", "public.png", "public.tiff", "public.heic",
                               "com.canon.cr2-raw-image", "com.adobe.pdf", "public.mp3",
                               "com.apple.m4a-audio", "com.microsoft.waveform-audio",
                               "public.aiff-audio", "org.xiph.flac", "public.mpeg-4",
-                              "com.apple.quicktime-movie" }) {
+                              "com.apple.quicktime-movie", "org.openxmlformats.wordprocessingml.document",
+                              "org.oasis-open.opendocument.spreadsheet" }) {
         QTest::addRow("noise as %s", type) << "noise.bin" << type;
         QTest::addRow("empty file as %s", type) << "empty.bin" << type;
     }
@@ -449,6 +528,8 @@ void tst_content_importers::importer_for_type_data()
     QTest::newRow("AAC song") << "com.apple.m4a-audio" << "audio";
     QTest::newRow("QuickTime movie") << "com.apple.quicktime-movie" << "video";
     QTest::newRow("MPEG-4 movie") << "public.mpeg-4" << "video";
+    QTest::newRow("Word document") << "org.openxmlformats.wordprocessingml.document" << "office";
+    QTest::newRow("OpenDocument presentation") << "org.oasis-open.opendocument.presentation" << "office";
     QTest::newRow("plain text has none") << "public.plain-text" << "";
     QTest::newRow("a type's parent is not enough") << "public.image" << "";
 }

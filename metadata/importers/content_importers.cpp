@@ -2,6 +2,7 @@
 
 #include "audio_importer.h"
 #include "image_importer.h"
+#include "office_importer.h"
 #include "pdf_importer.h"
 #include "video_importer.h"
 
@@ -12,5 +13,6 @@ std::vector<std::unique_ptr<ContentImporter>> all_content_importers()
     importers.push_back(std::make_unique<PdfImporter>());
     importers.push_back(std::make_unique<AudioImporter>());
     importers.push_back(std::make_unique<VideoImporter>());
+    importers.push_back(std::make_unique<OfficeImporter>());
     return importers;
 }
