@@ -116,6 +116,15 @@ void ContentSamples::make_images()
     translucent.fill(QColor(200, 10, 10, 100));
     QVERIFY(translucent.save(path("alpha.png"), "PNG"));
 
+    // The encoder pads the coded picture to whole blocks and crops it back
+    // in the container: 40 x 30 shown, 64 x 64 coded.
+    QImage small(40, 30, QImage::Format_RGB32);
+    small.fill(Qt::darkYellow);
+    QVERIFY(small.save(path("small.png"), "PNG"));
+    const QString heic_reason = run_tool(QStringLiteral("heif-enc"), { "-q", "50", "small.png", "-o", "small.heic" }, folder.path());
+    if (!heic_reason.isEmpty())
+        missing["small.heic"] = heic_reason;
+
     const QString photo_reason = run_tool(QStringLiteral("exiv2"), {
         "-M", "set Exif.Image.Make Canon",
         "-M", "set Exif.Image.Model Canon EOS 5D Mark IV",

@@ -90,6 +90,12 @@ void tst_content_importers::imported_value_data()
     QTest::newRow("PNG width") << "alpha.png" << png << "kMDItemPixelWidth" << "30";
     QTest::newRow("PNG with alpha channel") << "alpha.png" << png << "kMDItemHasAlphaChannel" << "1";
     QTest::newRow("PNG without capture time") << "alpha.png" << png << "kMDItemContentCreationDate" << null;
+    const QString heic = QStringLiteral("public.heic");
+    QTest::newRow("HEIC width as shown, not as coded") << "small.heic" << heic << "kMDItemPixelWidth" << "40";
+    QTest::newRow("HEIC height as shown, not as coded") << "small.heic" << heic << "kMDItemPixelHeight" << "30";
+    QTest::newRow("HEIC landscape") << "small.heic" << heic << "kMDItemOrientation" << "0";
+    QTest::newRow("HEIC bits per sample") << "small.heic" << heic << "kMDItemBitsPerSample" << "8";
+    QTest::newRow("HEIC without alpha") << "small.heic" << heic << "kMDItemHasAlphaChannel" << "0";
     const QString pdf = QStringLiteral("com.adobe.pdf");
     QTest::newRow("PDF title") << "written.pdf" << pdf << "kMDItemTitle" << "Quarterly report";
     QTest::newRow("PDF authoring application") << "written.pdf" << pdf << "kMDItemCreator" << "Report Builder 2";

@@ -3,6 +3,7 @@
 #include "content_dates.h"
 #include "content_importer_keys.h"
 #include "descriptor_bytes.h"
+#include "heif_image_facts.h"
 
 #include <QBuffer>
 #include <QImage>
@@ -193,6 +194,16 @@ struct PixelLayout
     bool has_alpha = false;
 };
 
+const QStringList heif_types = { QStringLiteral("public.heic"), QStringLiteral("public.heif") };
+
+// Types whose header Qt's image reader describes as the image itself; in
+// camera raw files it would describe the embedded preview instead.
+bool layout_readable(const QString &content_type)
+{
+    return content_type == QLatin1String("public.jpeg") || content_type == QLatin1String("public.png")
+           || content_type == QLatin1String("public.tiff");
+}
+
 // How the pixels are stored, from the image header alone (nothing is
 // decoded); nothing for layouts that say no more than "a palette".
 std::optional<PixelLayout> pixel_layout(const QByteArray &bytes)
@@ -279,39 +290,66 @@ QStringList ImageImporter::keys() const
     return image_importer_keys();
 }
 
-ImportedValues ImageImporter::import(int fd, const QString &) const
+ImportedValues ImageImporter::import(int fd, const QString &content_type) const
 {
     ImportedValues values;
     const std::optional<QByteArray> bytes = read_whole_descriptor(fd, image_size_limit);
     if (!bytes || bytes->isEmpty())
         return values;
 
+    // What the file's header and EXIF give.
+    Exiv2::ExifData exif;
+    int stored_width = 0;
+    int stored_height = 0;
+    bool read_whole = false;
     try {
         std::unique_ptr<Exiv2::Image> image(
             Exiv2::ImageFactory::open(reinterpret_cast<const Exiv2::byte *>(bytes->constData()),
                                       long(bytes->size()))
                 .release());
-        if (!image)
-            return values;
-        image->readMetadata();
-        const Exiv2::ExifData &exif = image->exifData();
+        if (image) {
+            try {
+                image->readMetadata();
+                read_whole = true;
+            } catch (const std::exception &) {
+                // What was read before the damage stays.
+            }
+            exif = image->exifData();
+            stored_width = image->pixelWidth();
+            stored_height = image->pixelHeight();
+        }
+    } catch (const std::exception &) {
+        // No type the library knows.
+    }
 
-        const int width = image->pixelWidth();
-        const int height = image->pixelHeight();
+    try {
+        // HEIF containers crop and turn the coded image; their own library
+        // knows the size shown, where EXIF's orientation no longer applies.
+        const std::optional<HeifImageFacts> heif =
+            heif_types.contains(content_type) ? heif_image_facts(*bytes) : std::nullopt;
+        const int width = heif ? heif->width : stored_width;
+        const int height = heif ? heif->height : stored_height;
         if (width > 0 && height > 0) {
             values.emplace_back(QStringLiteral("kMDItemPixelWidth"), MetadataValue::from_number(width));
             values.emplace_back(QStringLiteral("kMDItemPixelHeight"), MetadataValue::from_number(height));
             // 0 landscape, 1 portrait, as the image is shown, not stored.
-            const bool turned = turned_quarter(exif);
+            const bool turned = !heif && turned_quarter(exif);
             const int shown_width = turned ? height : width;
             const int shown_height = turned ? width : height;
             values.emplace_back(QStringLiteral("kMDItemOrientation"),
                                 MetadataValue::from_number(shown_height > shown_width ? 1 : 0));
         }
-        if (const std::optional<PixelLayout> layout = pixel_layout(*bytes)) {
+        // A damaged header is left to the library that said it was damaged.
+        const std::optional<PixelLayout> layout =
+            read_whole && layout_readable(content_type) ? pixel_layout(*bytes) : std::nullopt;
+        if (layout) {
             values.emplace_back(QStringLiteral("kMDItemColorSpace"), MetadataValue::from_text(layout->color_space));
             values.emplace_back(QStringLiteral("kMDItemBitsPerSample"), MetadataValue::from_number(layout->bits_per_sample));
             values.emplace_back(QStringLiteral("kMDItemHasAlphaChannel"), MetadataValue::from_number(layout->has_alpha ? 1 : 0));
+        } else if (heif) {
+            if (heif->bits_per_sample > 0)
+                values.emplace_back(QStringLiteral("kMDItemBitsPerSample"), MetadataValue::from_number(heif->bits_per_sample));
+            values.emplace_back(QStringLiteral("kMDItemHasAlphaChannel"), MetadataValue::from_number(heif->has_alpha ? 1 : 0));
         }
 
         for (const ExifField &field : exif_fields) {
@@ -347,7 +385,7 @@ ImportedValues ImageImporter::import(int fd, const QString &) const
         if (const std::optional<double> captured = capture_time(exif))
             values.emplace_back(QStringLiteral("kMDItemContentCreationDate"), MetadataValue::from_date(*captured));
     } catch (const std::exception &) {
-        // A damaged image keeps what was read before the damage.
+        // A tag of an unexpected type: the values read so far stand.
     }
     return values;
 }

@@ -214,8 +214,9 @@ ImportedValues VideoImporter::import(int fd, const QString &) const
     if (avformat_open_input(&opened, nullptr, nullptr, nullptr) < 0)
         return values;
     const std::unique_ptr<AVFormatContext, FormatContextClose> format(opened);
-    if (avformat_find_stream_info(format.get(), nullptr) < 0)
-        return values;
+    // Decoding a few packets completes what the header leaves open (the
+    // overall bit rate); when it fails, the header's facts still stand.
+    avformat_find_stream_info(format.get(), nullptr);
 
     if (format->duration > 0)
         values.emplace_back(QStringLiteral("kMDItemDurationSeconds"),
