@@ -1,6 +1,7 @@
 // What the content importers read from files made at test time by the
 // tools that write such files, and how they bear hostile ones.
 
+#include "content_dates.h"
 #include "content_importer_keys.h"
 #include "content_importers.h"
 #include "content_samples.h"
@@ -42,6 +43,8 @@ private slots:
     void importer_for_type_data();
     void importer_for_type();
     void every_key_given_is_declared();
+    void content_date_data();
+    void content_date();
 
 private:
     ContentSamples samples;
@@ -264,6 +267,60 @@ void tst_content_importers::every_key_given_is_declared()
         for (const QString &key : importer->keys())
             QVERIFY2(all.contains(key), qPrintable(importer->name() + ": " + key));
     }
+    // And what the importers give from genuine files is declared too.
+    const std::pair<const char *, const char *> genuine[] = {
+        { "photo.jpg", "public.jpeg" }, { "small.heic", "public.heic" },
+        { "described.pdf", "com.adobe.pdf" }, { "song.mp3", "public.mp3" },
+        { "clip.mp4", "public.mpeg-4" }, { "report.docx", "org.openxmlformats.wordprocessingml.document" },
+        { "minutes.odt", "org.oasis-open.opendocument.text" },
+    };
+    for (const auto &[file, type] : genuine) {
+        QString name;
+        const ImportedValues values = import_file(samples.path(file), type, &name);
+        for (const std::unique_ptr<ContentImporter> &importer : all_content_importers()) {
+            if (importer->name() != name)
+                continue;
+            for (const auto &[key, value] : values)
+                QVERIFY2(importer->keys().contains(key), qPrintable(QString(file) + ": " + key));
+        }
+    }
+}
+
+void tst_content_importers::content_date_data()
+{
+    QTest::addColumn<QString>("format");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("offset");
+    // Seconds since 1970 as the renderer prints them, or null for no date.
+    QTest::addColumn<QString>("expected");
+
+    QTest::newRow("camera time east of UTC") << "camera" << "2021:06:15 12:20:30" << "+02:00" << "1623752430";
+    QTest::newRow("camera time at a half-hour offset west") << "camera" << "2021:06:15 04:50:30" << "-05:30" << "1623752430";
+    QTest::newRow("camera time without offset is UTC") << "camera" << "2021:06:15 10:20:30" << "" << "1623752430";
+    QTest::newRow("camera time left blank") << "camera" << "    :  :     :  :  " << "" << null;
+    QTest::newRow("camera time zeroed") << "camera" << "0000:00:00 00:00:00" << "" << null;
+    QTest::newRow("camera date that does not exist") << "camera" << "2021:02:30 10:00:00" << "" << null;
+    QTest::newRow("camera offset that is no offset") << "camera" << "2021:06:15 10:20:30" << "CEST" << null;
+    QTest::newRow("ISO date and time in UTC") << "iso" << "2021-06-15T10:20:30Z" << "" << "1623752430";
+    QTest::newRow("ISO offset without colon") << "iso" << "2021-06-15T12:20:30+0200" << "" << "1623752430";
+    QTest::newRow("ISO nanoseconds stay within their second") << "iso" << "2021-06-15T10:20:30.987654321" << "" << "1623752430";
+    QTest::newRow("ISO date alone is midnight UTC") << "iso" << "2021-06-15" << "" << "1623715200";
+    QTest::newRow("ISO before 1970") << "iso" << "1969-12-31T23:59:00Z" << "" << "-60";
+    QTest::newRow("ISO hour 25") << "iso" << "2021-06-15T25:00:00Z" << "" << null;
+    QTest::newRow("ISO with trailing words") << "iso" << "2021-06-15T10:20:30Z today" << "" << null;
+}
+
+void tst_content_importers::content_date()
+{
+    QFETCH(QString, format);
+    QFETCH(QString, text);
+    QFETCH(QString, offset);
+    QFETCH(QString, expected);
+
+    const std::optional<double> seconds =
+        format == QLatin1String("camera") ? camera_time_seconds(text, offset) : iso_time_seconds(text);
+    const QString actual = seconds ? metadata_value_text(MetadataValue::from_date(*seconds)) : QString();
+    QCOMPARE(shown(actual), expected == null ? null : shown(expected));
 }
 
 QTEST_GUILESS_MAIN(tst_content_importers)
