@@ -5,6 +5,7 @@
 
 #include "content_importers.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFileInfo>
 #include <QImage>
@@ -44,7 +45,8 @@ bool write_file(const QString &path, const QByteArray &bytes)
 // A PDF of the given objects (numbered from 1, the first the catalog),
 // with a cross-reference table whose offsets are right and the trailer's
 // information dictionary when one is given.
-QByteArray pdf_file(const QByteArray &version, const QList<QByteArray> &objects, int info_object)
+QByteArray pdf_file(const QByteArray &version, const QList<QByteArray> &objects, int info_object,
+                    const QByteArray &trailer_entries = QByteArray())
 {
     QByteArray pdf = "%PDF-" + version + "\n%\xe2\xe3\xcf\xd3\n";
     QList<qsizetype> offsets;
@@ -59,6 +61,8 @@ QByteArray pdf_file(const QByteArray &version, const QList<QByteArray> &objects,
     pdf += "trailer\n<< /Size " + QByteArray::number(objects.size() + 1) + " /Root 1 0 R";
     if (info_object > 0)
         pdf += " /Info " + QByteArray::number(info_object) + " 0 R";
+    if (!trailer_entries.isEmpty())
+        pdf += ' ' + trailer_entries;
     pdf += " >>\nstartxref\n" + QByteArray::number(xref) + "\n%%EOF\n";
     return pdf;
 }
@@ -68,6 +72,51 @@ const QList<QByteArray> letter_pages = {
     "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
     "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>",
 };
+
+QByteArray rc4(const QByteArray &key, const QByteArray &data)
+{
+    unsigned char state[256];
+    for (int i = 0; i < 256; ++i)
+        state[i] = static_cast<unsigned char>(i);
+    for (int i = 0, j = 0; i < 256; ++i) {
+        j = (j + state[i] + static_cast<unsigned char>(key[i % key.size()])) & 0xff;
+        std::swap(state[i], state[j]);
+    }
+    QByteArray out = data;
+    for (int n = 0, i = 0, j = 0; n < out.size(); ++n) {
+        i = (i + 1) & 0xff;
+        j = (j + state[i]) & 0xff;
+        std::swap(state[i], state[j]);
+        out[n] = char(out[n] ^ state[(state[i] + state[j]) & 0xff]);
+    }
+    return out;
+}
+
+// The standard security handler's 40-bit scheme (revision 2): the trailer
+// entries, then after a '%' the encryption dictionary whose owner and user
+// entries open with these passwords. A document without strings needs no
+// other encrypted content.
+QByteArray encryption_entries(const QByteArray &user_password, const QByteArray &owner_password,
+                              int dictionary_object)
+{
+    const QByteArray padding = QByteArray::fromHex(
+        "28BF4E5E4E758A4164004E56FFFA01082E2E00B6D0683E802F0CA9FE6453697A");
+    const auto padded = [&](const QByteArray &password) { return (password + padding).left(32); };
+    const QByteArray owner_key =
+        QCryptographicHash::hash(padded(owner_password), QCryptographicHash::Md5).left(5);
+    const QByteArray owner_entry = rc4(owner_key, padded(user_password));
+    const QByteArray id = QByteArray::fromHex("0123456789ABCDEF0123456789ABCDEF");
+    const qint32 permissions = -44;
+    QByteArray permission_bytes(4, '\0');
+    for (int i = 0; i < 4; ++i)
+        permission_bytes[i] = char((quint32(permissions) >> (8 * i)) & 0xff);
+    const QByteArray file_key = QCryptographicHash::hash(
+        padded(user_password) + owner_entry + permission_bytes + id, QCryptographicHash::Md5).left(5);
+    const QByteArray user_entry = rc4(file_key, padding);
+    return "/Encrypt " + QByteArray::number(dictionary_object) + " 0 R /ID [<" + id.toHex() + "><"
+           + id.toHex() + ">]%<< /Filter /Standard /V 1 /R 2 /O <" + owner_entry.toHex()
+           + "> /U <" + user_entry.toHex() + "> /P " + QByteArray::number(permissions) + " >>";
+}
 
 } // namespace
 
@@ -182,6 +231,15 @@ void ContentSamples::make_pdfs()
     nested.append("<< /Title " + QByteArray(depth, '[') + QByteArray(depth, ']') + " /Author ("
                   + QByteArray(depth, '(') + ") >>");
     QVERIFY(write_file(path("nested.pdf"), pdf_file("1.7", nested, 4)));
+
+    // Encrypted for anyone to open, and encrypted behind a user password.
+    for (const auto &[name, user_password] : { std::pair{ "open-encrypted.pdf", QByteArray() },
+                                               std::pair{ "locked.pdf", QByteArray("secret") } }) {
+        const QList<QByteArray> entries = encryption_entries(user_password, "owner", 4).split('%');
+        QList<QByteArray> encrypted = letter_pages;
+        encrypted.append(entries[1]);
+        QVERIFY(write_file(path(name), pdf_file("1.4", encrypted, 0, entries[0])));
+    }
 }
 void ContentSamples::make_audio()
 {

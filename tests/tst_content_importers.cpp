@@ -157,6 +157,11 @@ void tst_content_importers::imported_value_data()
     QTest::newRow("OpenDocument date without a zone taken as UTC") << "minutes.odt" << odt << "kMDItemContentCreationDate" << "1623759630";
     QTest::newRow("OpenDocument date with a zone") << "minutes.odt" << odt << "kMDItemContentModificationDate" << "1640995200";
     QTest::newRow("zip bomb gives no title") << "bomb.docx" << docx << "kMDItemTitle" << null;
+    QTest::newRow("PDF anyone may open is still encrypted") << "open-encrypted.pdf" << pdf << "kMDItemSecurityMethod" << "Password Encrypted";
+    QTest::newRow("encrypted PDF anyone may open gives its pages") << "open-encrypted.pdf" << pdf << "kMDItemNumberOfPages" << "1";
+    QTest::newRow("PDF behind a user password is encrypted") << "locked.pdf" << pdf << "kMDItemSecurityMethod" << "Password Encrypted";
+    QTest::newRow("PDF behind a user password hides its version") << "locked.pdf" << pdf << "kMDItemVersion" << null;
+    QTest::newRow("PDF behind a user password hides its pages") << "locked.pdf" << pdf << "kMDItemNumberOfPages" << null;
     QTest::newRow("PDF without an author") << "written.pdf" << pdf << "kMDItemAuthors" << null;
 }
 

@@ -79,6 +79,14 @@ ImportedValues PdfImporter::import(int fd, const QString &) const
     if (!document)
         return values;
 
+    // A document that needs a user password tells nothing more than that:
+    // the library holds no parsed document to ask (asking its version
+    // crashes).
+    if (document->isLocked()) {
+        values.emplace_back(QStringLiteral("kMDItemSecurityMethod"),
+                            MetadataValue::from_text(QStringLiteral("Password Encrypted")));
+        return values;
+    }
     const Poppler::Document::PdfVersion version = document->getPdfVersion();
     if (version.major > 0)
         values.emplace_back(QStringLiteral("kMDItemVersion"),
@@ -86,9 +94,6 @@ ImportedValues PdfImporter::import(int fd, const QString &) const
     values.emplace_back(QStringLiteral("kMDItemSecurityMethod"),
                         MetadataValue::from_text(document->isEncrypted() ? QStringLiteral("Password Encrypted")
                                                                           : QStringLiteral("None")));
-    // Without the user password nothing else can be read.
-    if (document->isLocked())
-        return values;
 
     for (const InfoField &field : info_fields) {
         const QString key = QString::fromLatin1(field.spotlight_key);
