@@ -40,6 +40,8 @@ private slots:
     void imported_value();
     void hostile_file_data();
     void hostile_file();
+    void sample_cut_short_data();
+    void sample_cut_short();
     void importer_for_type_data();
     void importer_for_type();
     void every_key_given_is_declared();
@@ -229,6 +231,47 @@ void tst_content_importers::hostile_file()
             continue;
         for (const auto &[key, value] : values)
             QVERIFY2(candidate->keys().contains(key), qPrintable(key));
+    }
+}
+
+void tst_content_importers::sample_cut_short_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("content_type");
+
+    QTest::newRow("photo") << "photo.jpg" << "public.jpeg";
+    QTest::newRow("PNG") << "alpha.png" << "public.png";
+    QTest::newRow("HEIC") << "small.heic" << "public.heic";
+    QTest::newRow("PDF written by Qt") << "written.pdf" << "com.adobe.pdf";
+    QTest::newRow("MP3") << "song.mp3" << "public.mp3";
+    QTest::newRow("M4A") << "song.m4a" << "com.apple.m4a-audio";
+    QTest::newRow("WAV") << "song.wav" << "com.microsoft.waveform-audio";
+    QTest::newRow("MP4") << "clip.mp4" << "public.mpeg-4";
+    QTest::newRow("Word document") << "report.docx" << "org.openxmlformats.wordprocessingml.document";
+    QTest::newRow("OpenDocument text") << "minutes.odt" << "org.oasis-open.opendocument.text";
+}
+
+// A copy of a genuine file ends at every sixteenth of its length: each
+// structure the parser trusts is cut somewhere.
+void tst_content_importers::sample_cut_short()
+{
+    QFETCH(QString, file);
+    QFETCH(QString, content_type);
+
+    if (const auto reason = samples.missing.find(file); reason != samples.missing.end())
+        QSKIP(qPrintable(reason->second));
+    QFile genuine(samples.path(file));
+    QVERIFY(genuine.open(QIODevice::ReadOnly));
+    const QByteArray whole = genuine.readAll();
+    const QString cut_path = samples.path("cut-" + file);
+    for (int sixteenths = 1; sixteenths < 16; ++sixteenths) {
+        QFile cut(cut_path);
+        QVERIFY(cut.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        QVERIFY(cut.write(whole.left(whole.size() * sixteenths / 16)) >= 0);
+        cut.close();
+        QString importer;
+        import_file(cut_path, content_type, &importer);
+        QVERIFY2(!importer.isEmpty(), "no importer reads the type");
     }
 }
 
