@@ -3,6 +3,7 @@
 #include "extended_attributes.h"
 #include "file_facts.h"
 #include "property_list_value.h"
+#include "importers/file_content.h"
 
 #include <QFile>
 
@@ -21,8 +22,9 @@ constexpr QByteArrayView metadata_prefix = "com.apple.metadata:";
 class FileMetadataItem : public MetadataItem
 {
 public:
-    FileMetadataItem(QString path, QByteArray native_path, FileFacts facts)
-        : path(std::move(path)), facts(std::move(facts)), attributes(std::move(native_path))
+    FileMetadataItem(QString path, QByteArray native_path, FileFacts facts, std::unique_ptr<FileContent> content)
+        : path(std::move(path)), facts(std::move(facts)), attributes(std::move(native_path)),
+          content(std::move(content))
     {
     }
 
@@ -55,6 +57,7 @@ private:
     const QString path;
     const FileFacts facts;
     const ExtendedAttributes attributes;
+    const std::unique_ptr<FileContent> content;
 };
 
 const FileMetadataItem::DerivedKey FileMetadataItem::derived_keys[] = {
@@ -79,6 +82,11 @@ MetadataValue FileMetadataItem::copy_attribute(const QString &key)
     name += key.toUtf8();
     if (const std::optional<QByteArray> stored = read_macos_attribute(name))
         return property_list_value(*stored);
+    if (content) {
+        MetadataValue imported = content->value(key);
+        if (imported.kind != MetadataValue::Kind::Null)
+            return imported;
+    }
     return derived_value(key);
 }
 
@@ -219,6 +227,13 @@ MetadataValue FileMetadataItem::where_froms() const
 
 } // namespace
 
+FileMetadataStore::FileMetadataStore(std::unique_ptr<FileContentSource> content)
+    : content_(std::move(content))
+{
+}
+
+FileMetadataStore::~FileMetadataStore() = default;
+
 std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path)
 {
     const QByteArray native_path = QFile::encodeName(path);
@@ -229,5 +244,7 @@ std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path
     std::optional<FileFacts> facts = read_file_facts(native_path);
     if (!facts)
         return nullptr;
-    return std::make_unique<FileMetadataItem>(path, native_path, std::move(*facts));
+    std::unique_ptr<FileContent> content =
+        content_ && facts->is_regular_file ? content_->content_of(path) : nullptr;
+    return std::make_unique<FileMetadataItem>(path, native_path, std::move(*facts), std::move(content));
 }

@@ -1,0 +1,12 @@
+#ifndef IMPORTABLE_KEYS_H
+#define IMPORTABLE_KEYS_H
+
+#include <QSet>
+#include <QString>
+
+// The Spotlight keys the importer process may give for files of a content
+// type; empty for a type no importer reads. Known without starting the
+// process, so that a run whose keys need no importer never pays for one.
+const QSet<QString> &importable_keys(const QString &content_type);
+
+#endif // IMPORTABLE_KEYS_H
