@@ -3,9 +3,13 @@
 #include "importers/descriptor_channel.h"
 #include "importers/import_protocol.h"
 
+#include <cstdlib>
 #include <exception>
+#include <new>
 
 namespace {
+
+constexpr int exit_out_of_memory = 3;
 
 ImportedValues values_of(int file, const QString &content_type, const ContentImporters &importers)
 {
@@ -13,9 +17,12 @@ ImportedValues values_of(int file, const QString &content_type, const ContentImp
         if (!importer->reads(content_type))
             continue;
         // A library that gives up on a file by throwing costs that file its
-        // values, not the process.
+        // values, not the process; but a process out of memory is beyond
+        // trusting, and the worker starts a fresh one.
         try {
             return importer->import(file, content_type);
+        } catch (const std::bad_alloc &) {
+            std::_Exit(exit_out_of_memory);
         } catch (const std::exception &) {
         } catch (...) {
         }

@@ -26,6 +26,9 @@ public:
     // content type; empty when it cannot be opened or the importer failed.
     ImportedValues import(QByteArrayView relative, const QString &content_type);
 
+    // The process that reads the files, for counting what it was asked.
+    const ImporterProcess &importer() const { return importer_; }
+
 private:
     EvidenceRoot root_;
     ImporterProcess importer_;

@@ -127,6 +127,7 @@ std::optional<ImportedValues> ImporterProcess::import(int file, const QString &c
     if (!request || file < 0)
         return std::nullopt;
 
+    ++requests_;
     bool fresh = false;
     if (pid_ < 0 || files_served_ >= limits_.files_per_process) {
         stop();

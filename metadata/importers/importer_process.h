@@ -43,6 +43,8 @@ public:
 
     // How many processes were started so far.
     int starts() const { return starts_; }
+    // How many files were handed over so far.
+    int requests() const { return requests_; }
 
 private:
     bool start();
@@ -57,6 +59,7 @@ private:
     UniqueFd channel_;
     int files_served_ = 0;
     int starts_ = 0;
+    int requests_ = 0;
 };
 
 #endif // IMPORTER_PROCESS_H
