@@ -37,17 +37,19 @@ int run_importer_loop(int channel, const ContentImporters &importers)
 {
     for (;;) {
         std::optional<descriptor_channel::Received> request = descriptor_channel::receive_with_descriptor(
-            channel, import_protocol::max_content_type_size);
+            channel, 4 + import_protocol::max_content_type_size);
         if (!request)
             return 0;
-        const std::optional<QString> content_type = import_protocol::decode_request(request->bytes);
+        const std::optional<import_protocol::Request> asked = import_protocol::decode_request(request->bytes);
+        if (!asked)
+            return 1;
         ImportedValues values;
-        if (content_type && request->passed)
-            values = values_of(request->passed.get(), *content_type, importers);
+        if (request->passed)
+            values = values_of(request->passed.get(), asked->content_type, importers);
         // The file is let go before answering: the worker may be about to
         // hand over the next one.
         request->passed.reset();
-        if (!descriptor_channel::send(channel, import_protocol::encode_answer(values)))
+        if (!descriptor_channel::send(channel, import_protocol::encode_answer(asked->sequence, values)))
             return 1;
     }
 }

@@ -107,12 +107,14 @@ void tst_import_protocol::honest_answer_comes_back_whole_data()
 void tst_import_protocol::honest_answer_comes_back_whole()
 {
     QFETCH(ImportedValues, values);
-    const QByteArray frame = encode_answer(values);
+    const QByteArray frame = encode_answer(0x01020304, values);
     const std::optional<std::uint32_t> length = decode_frame_length(frame.left(length_size));
     QVERIFY(length);
     QCOMPARE(qsizetype(*length), frame.size() - length_size);
-    const std::optional<ImportedValues> decoded = decode_answer(frame.mid(length_size));
-    QVERIFY(decoded);
+    const std::optional<Answer> answer = decode_answer(frame.mid(length_size));
+    QVERIFY(answer);
+    QCOMPARE(answer->sequence, 0x01020304u);
+    const ImportedValues *decoded = &answer->values;
     QCOMPARE(decoded->size(), values.size());
     for (std::size_t i = 0; i < values.size(); ++i) {
         QCOMPARE((*decoded)[i].first, values[i].first);
@@ -124,10 +126,12 @@ void tst_import_protocol::hostile_answer_refused_data()
 {
     QTest::addColumn<QByteArray>("body");
 
-    const QByteArray one = u32(1);
+    const QByteArray sequence = u32(9);
+    const QByteArray one = sequence + u32(1);
     QTest::newRow("no bytes at all") << QByteArray();
-    QTest::newRow("count cut short") << QByteArray("\x01\0", 2);
-    QTest::newRow("more values than allowed") << u32(max_value_count + 1);
+    QTest::newRow("request number cut short") << QByteArray("\x09\0", 2);
+    QTest::newRow("count cut short") << sequence + QByteArray("\x01\0", 2);
+    QTest::newRow("more values than allowed") << sequence + u32(max_value_count + 1);
     QTest::newRow("count promises a value that is not there") << one;
     QTest::newRow("key length beyond the bytes") << one + u16(40) + "kMD";
     QTest::newRow("empty key") << one + key("") + text("x");
@@ -155,7 +159,7 @@ void tst_import_protocol::hostile_answer_refused_data()
     QTest::newRow("array item of an unknown kind")
         << one + key("kMDItemAuthors") + QByteArray(1, '\x04') + u32(1) + QByteArray(1, '\x07');
     QTest::newRow("bytes after the last value") << one + key("kMDItemTitle") + text("x") + "!";
-    QTest::newRow("body larger than a frame") << u32(0) + QByteArray(int(max_frame_size), '\0');
+    QTest::newRow("body larger than a frame") << sequence + u32(0) + QByteArray(int(max_frame_size), '\0');
 }
 
 void tst_import_protocol::hostile_answer_refused()
@@ -216,9 +220,10 @@ void tst_import_protocol::values_the_worker_refuses_are_left_out()
 {
     QFETCH(ImportedValues, given);
     QFETCH(ImportedValues, sent);
-    const QByteArray frame = encode_answer(given);
-    const std::optional<ImportedValues> decoded = decode_answer(frame.mid(length_size));
-    QVERIFY(decoded);
+    const QByteArray frame = encode_answer(1, given);
+    const std::optional<Answer> answer = decode_answer(frame.mid(length_size));
+    QVERIFY(answer);
+    const ImportedValues *decoded = &answer->values;
     QCOMPARE(decoded->size(), sent.size());
     for (std::size_t i = 0; i < sent.size(); ++i) {
         QCOMPARE((*decoded)[i].first, sent[i].first);
@@ -241,11 +246,14 @@ void tst_import_protocol::request_names_one_content_type()
 {
     QFETCH(QString, content_type);
     QFETCH(bool, sendable);
-    const std::optional<QByteArray> request = encode_request(content_type);
+    const std::optional<QByteArray> request = encode_request(42, content_type);
     QCOMPARE(bool(request), sendable);
     if (!request)
         return;
-    QCOMPARE(decode_request(*request), std::optional<QString>(content_type));
+    const std::optional<Request> decoded = decode_request(*request);
+    QVERIFY(decoded);
+    QCOMPARE(decoded->sequence, 42u);
+    QCOMPARE(decoded->content_type, content_type);
     QVERIFY(!decode_request(*request + "x"));
     QVERIFY(!decode_request(request->chopped(1)));
 }

@@ -89,6 +89,7 @@ class tst_importer_process : public QObject
 private slots:
     void failing_file_costs_only_its_own_values_data();
     void failing_file_costs_only_its_own_values();
+    void unasked_answer_never_reaches_the_next_file();
     void limits_and_descriptors_of_the_process();
     void sparse_video_costs_at_most_the_time_limit();
     void process_replaced_after_its_share_of_files();
@@ -126,6 +127,17 @@ void tst_importer_process::failing_file_costs_only_its_own_values()
 
     QCOMPARE(value_of(import(importer, files, "kMDItemTitle=after"), "kMDItemTitle"),
              MetadataValue::from_text("after"));
+    QCOMPARE(importer.starts(), 2);
+}
+
+void tst_importer_process::unasked_answer_never_reaches_the_next_file()
+{
+    Files files;
+    ImporterProcess importer(VANTREL_TEST_IMPORTER, test_limits());
+    // The forged answer names no request sent; the true one comes too late.
+    QVERIFY(!import(importer, files, "forge\nkMDItemTitle=own"));
+    QCOMPARE(value_of(import(importer, files, "kMDItemTitle=next"), "kMDItemTitle"),
+             MetadataValue::from_text("next"));
     QCOMPARE(importer.starts(), 2);
 }
 

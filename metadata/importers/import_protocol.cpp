@@ -191,30 +191,34 @@ std::optional<MetadataValue> read_value(Reader &reader)
 
 } // namespace
 
-std::optional<QByteArray> encode_request(const QString &content_type)
+std::optional<QByteArray> encode_request(std::uint32_t sequence, const QString &content_type)
 {
     const QByteArray type = content_type.toUtf8();
     if (type.isEmpty() || type.size() > qsizetype(max_content_type_size))
         return std::nullopt;
     QByteArray request;
-    put_u32(request, std::uint32_t(type.size()));
+    put_u32(request, std::uint32_t(4 + type.size()));
+    put_u32(request, sequence);
     request.append(type);
     return request;
 }
 
-std::optional<QString> decode_request(QByteArrayView request)
+std::optional<Request> decode_request(QByteArrayView request)
 {
     Reader reader(request);
     const std::uint64_t size = reader.unsigned_field(length_size);
-    if (size == 0 || size > max_content_type_size)
+    if (size <= 4 || size > 4 + max_content_type_size)
         return std::nullopt;
-    const QByteArrayView type = reader.bytes_field(qsizetype(size));
+    Request decoded;
+    decoded.sequence = std::uint32_t(reader.unsigned_field(4));
+    const QByteArrayView type = reader.bytes_field(qsizetype(size - 4));
     if (reader.failed() || !reader.at_end())
         return std::nullopt;
-    return QString::fromUtf8(type);
+    decoded.content_type = QString::fromUtf8(type);
+    return decoded;
 }
 
-QByteArray encode_answer(const ImportedValues &values)
+QByteArray encode_answer(std::uint32_t sequence, const ImportedValues &values)
 {
     QByteArray body;
     std::uint32_t count = 0;
@@ -227,14 +231,15 @@ QByteArray encode_answer(const ImportedValues &values)
         if (wire.isEmpty())
             continue;
         // The whole answer must fit one frame: what would overflow it is left out.
-        const qsizetype count_size = 4;
-        if (count_size + entries.size() + 2 + key_bytes.size() + wire.size() > qsizetype(max_frame_size))
+        const qsizetype sequence_and_count_size = 8;
+        if (sequence_and_count_size + entries.size() + 2 + key_bytes.size() + wire.size() > qsizetype(max_frame_size))
             continue;
         put_u16(entries, std::uint16_t(key_bytes.size()));
         entries.append(key_bytes);
         entries.append(wire);
         ++count;
     }
+    put_u32(body, sequence);
     put_u32(body, count);
     body.append(entries);
 
@@ -253,15 +258,17 @@ std::optional<std::uint32_t> decode_frame_length(QByteArrayView length)
     return std::uint32_t(size);
 }
 
-std::optional<ImportedValues> decode_answer(QByteArrayView body)
+std::optional<Answer> decode_answer(QByteArrayView body)
 {
     if (body.size() > qsizetype(max_frame_size))
         return std::nullopt;
     Reader reader(body);
+    Answer answer;
+    answer.sequence = std::uint32_t(reader.unsigned_field(4));
     const std::uint64_t count = reader.unsigned_field(4);
     if (reader.failed() || count > max_value_count)
         return std::nullopt;
-    ImportedValues values;
+    ImportedValues &values = answer.values;
     values.reserve(count);
     for (std::uint64_t i = 0; i < count; ++i) {
         const std::uint64_t key_size = reader.unsigned_field(2);
@@ -275,7 +282,7 @@ std::optional<ImportedValues> decode_answer(QByteArrayView body)
     }
     if (!reader.at_end())
         return std::nullopt;
-    return values;
+    return answer;
 }
 
 } // namespace import_protocol

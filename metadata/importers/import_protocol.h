@@ -31,22 +31,36 @@ constexpr std::uint32_t max_content_type_size = 256;    // bytes of a request's 
 // Size of the length that opens every message.
 constexpr int length_size = 4;
 
-// The request bytes for a file of content_type (sent with the descriptor);
-// nullopt when the type is too long to send.
-std::optional<QByteArray> encode_request(const QString &content_type);
-// The content type a complete request names; nullopt for a malformed one.
-std::optional<QString> decode_request(QByteArrayView request);
+// One file asked about. The answer repeats the request's number, so that an
+// answer never counts for a file it was not given for.
+struct Request
+{
+    std::uint32_t sequence = 0;
+    QString content_type;
+};
 
-// The answer frame (length, then body) for values. Values the worker would
-// refuse (of another kind, nested arrays, too long, too many) are left out,
-// so that one odd value never costs the file all the others.
-QByteArray encode_answer(const ImportedValues &values);
+struct Answer
+{
+    std::uint32_t sequence = 0;
+    ImportedValues values;
+};
+
+// The request bytes (length, then body) for a file of content_type, sent
+// with its descriptor; nullopt when the type is empty or too long to send.
+std::optional<QByteArray> encode_request(std::uint32_t sequence, const QString &content_type);
+// What a complete request asks; nullopt for a malformed one.
+std::optional<Request> decode_request(QByteArrayView request);
+
+// The answer frame (length, then body) to request sequence. Values the
+// worker would refuse (of another kind, nested arrays, too long, too many)
+// are left out, so that one odd value never costs the file all the others.
+QByteArray encode_answer(std::uint32_t sequence, const ImportedValues &values);
 // The body length an answer frame announces in its first length_size bytes;
 // nullopt when it exceeds max_frame_size.
 std::optional<std::uint32_t> decode_frame_length(QByteArrayView length);
-// The values of one answer body; nullopt unless it is well formed and
-// within every bound, to its last byte.
-std::optional<ImportedValues> decode_answer(QByteArrayView body);
+// One answer body; nullopt unless it is well formed and within every
+// bound, to its last byte.
+std::optional<Answer> decode_answer(QByteArrayView body);
 
 } // namespace import_protocol
 

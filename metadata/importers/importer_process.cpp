@@ -6,6 +6,7 @@
 #include <QFile>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -39,6 +40,8 @@ UniqueFd moved_above_standard(UniqueFd fd)
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (::getppid() != worker)
         ::_exit(127);
+    // A group of its own, so that whatever it starts is killed with it.
+    ::setpgid(0, 0);
 
     const rlimit address_space = {limits.address_space_bytes, limits.address_space_bytes};
     const rlimit cpu = {limits.cpu_seconds, limits.cpu_seconds};
@@ -113,6 +116,7 @@ bool ImporterProcess::start()
 void ImporterProcess::stop()
 {
     if (pid_ > 0) {
+        ::kill(-pid_, SIGKILL);
         ::kill(pid_, SIGKILL);
         while (::waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
         }
@@ -123,29 +127,23 @@ void ImporterProcess::stop()
 
 std::optional<ImportedValues> ImporterProcess::import(int file, const QString &content_type)
 {
-    const std::optional<QByteArray> request = import_protocol::encode_request(content_type);
+    const std::uint32_t sequence = ++sequence_;
+    const std::optional<QByteArray> request = import_protocol::encode_request(sequence, content_type);
     if (!request || file < 0)
         return std::nullopt;
 
     ++requests_;
-    bool fresh = false;
-    if (pid_ < 0 || files_served_ >= limits_.files_per_process) {
+    if (pid_ < 0 || files_served_ >= limits_.files_per_process || !idle()) {
         stop();
         if (!start())
             return std::nullopt;
-        fresh = true;
     }
-    // An importer that died while idle is no fault of this file: one retry
-    // on a fresh process.
     if (!descriptor_channel::send(channel_.get(), *request, file)) {
         stop();
-        if (fresh || !start() || !descriptor_channel::send(channel_.get(), *request, file)) {
-            stop();
-            return std::nullopt;
-        }
+        return std::nullopt;
     }
 
-    std::optional<ImportedValues> values = read_answer();
+    std::optional<ImportedValues> values = read_answer(sequence);
     if (!values) {
         stop();
         return std::nullopt;
@@ -154,7 +152,15 @@ std::optional<ImportedValues> ImporterProcess::import(int file, const QString &c
     return values;
 }
 
-std::optional<ImportedValues> ImporterProcess::read_answer()
+bool ImporterProcess::idle() const
+{
+    // Bytes nobody asked for would be read as the next file's answer; a
+    // hang-up is an importer that died between files.
+    pollfd state = {channel_.get(), POLLIN, 0};
+    return ::poll(&state, 1, 0) == 0;
+}
+
+std::optional<ImportedValues> ImporterProcess::read_answer(std::uint32_t sequence)
 {
     using descriptor_channel::ReadOutcome;
     const auto deadline = std::chrono::steady_clock::now() + limits_.time_per_file;
@@ -168,5 +174,8 @@ std::optional<ImportedValues> ImporterProcess::read_answer()
     QByteArray body(qsizetype(*size), Qt::Uninitialized);
     if (descriptor_channel::read_exactly(channel_.get(), body.data(), body.size(), deadline) != ReadOutcome::Complete)
         return std::nullopt;
-    return import_protocol::decode_answer(body);
+    std::optional<import_protocol::Answer> answer = import_protocol::decode_answer(body);
+    if (!answer || answer->sequence != sequence)
+        return std::nullopt;
+    return std::move(answer->values);
 }

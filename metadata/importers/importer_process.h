@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 
 // What one importer process may spend. The time limit is what a file can
@@ -50,8 +51,10 @@ private:
     bool start();
     // Kills and reaps the running process, if any.
     void stop();
-    // The answer to the request just sent, within the time limit.
-    std::optional<ImportedValues> read_answer();
+    // Whether the running process waits quietly for a request.
+    bool idle() const;
+    // The answer to request sequence, just sent, within the time limit.
+    std::optional<ImportedValues> read_answer(std::uint32_t sequence);
 
     const QString executable_;
     const ImporterLimits limits_;
@@ -60,6 +63,7 @@ private:
     int files_served_ = 0;
     int starts_ = 0;
     int requests_ = 0;
+    std::uint32_t sequence_ = 0;
 };
 
 #endif // IMPORTER_PROCESS_H

@@ -20,13 +20,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const std::optional<std::uint32_t> length = decode_frame_length(frame.first(length_size));
     if (!length || qsizetype(*length) != frame.size() - length_size)
         return 0;
-    const std::optional<ImportedValues> values = decode_answer(frame.sliced(length_size));
-    if (!values)
+    const std::optional<Answer> answer = decode_answer(frame.sliced(length_size));
+    if (!answer)
         return 0;
-    for (const auto &[key, value] : *values)
+    for (const auto &[key, value] : answer->values)
         metadata_value_text(value);
     // What the worker accepted, an importer can always send again.
-    const QByteArray again = encode_answer(*values);
+    const QByteArray again = encode_answer(answer->sequence, answer->values);
     if (!decode_frame_length(again.first(length_size)) || !decode_answer(again.sliced(length_size)))
         std::abort();
     return 0;

@@ -7,6 +7,7 @@
 //   crash / abort        dies by SIGSEGV or SIGABRT
 //   garbage / lie        answers an oversized length, or a malformed body
 //   memory               allocates until the address space runs out
+//   forge                sends a second answer nobody asked for
 //   read-all             reads the whole file, then gives its size
 //   chatter              prints on its standard streams before answering
 //   limits               gives its own limits and foreign descriptors
@@ -83,9 +84,13 @@ public:
                 ::write(import_protocol::importer_channel_fd, "\xff\xff\xff\xffgarbage", 11);
                 ::pause();
             } else if (line == "lie") {
-                // A plausible length, then a value of an unknown kind.
+                // A plausible length, then a body that does not hold together.
                 ::write(import_protocol::importer_channel_fd, "\x0b\0\0\0\x01\0\0\0\x01\0X\x09\0\0\0", 15);
                 ::pause();
+            } else if (line == "forge") {
+                const QByteArray forged = import_protocol::encode_answer(
+                    0, {{"kMDItemTitle", MetadataValue::from_text(QStringLiteral("forged"))}});
+                ::write(import_protocol::importer_channel_fd, forged.constData(), std::size_t(forged.size()));
             } else if (line == "memory") {
                 // Each block is written to, so that none can be optimised away.
                 std::vector<char *> blocks;
