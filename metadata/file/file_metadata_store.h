@@ -1,9 +1,8 @@
 #ifndef FILE_METADATA_STORE_H
 #define FILE_METADATA_STORE_H
 
+#include "importers/file_content.h"
 #include "metadata_store.h"
-
-class FileContentSource;
 
 // The metadata that the files of a mounted macOS volume carry themselves,
 // for machines without Spotlight. A key's value comes from the file's
