@@ -8,6 +8,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <signal.h>
+
 using Records = QList<QPair<QVariant, QVariant>>;
 
 namespace {
@@ -38,6 +40,7 @@ class tst_importer_runs : public QObject
 private slots:
     void hostile_files_lose_only_their_content_values();
     void capture_time_is_the_content_creation_timestamp();
+    void importer_dies_with_the_worker();
 };
 
 void tst_importer_runs::hostile_files_lose_only_their_content_values()
@@ -118,6 +121,54 @@ void tst_importer_runs::capture_time_is_the_content_creation_timestamp()
     QCOMPARE(rows[0][1].toString(), QString("1500000000"));
     // The crashed importer's photo keeps its file-system times.
     QVERIFY(!rows[1][2].toString().isEmpty());
+}
+
+void tst_importer_runs::importer_dies_with_the_worker()
+{
+    const InstalledWorker installed;
+    QVERIFY(installed.copied);
+    TestCase test_case;
+    Records records;
+    for (int i = 1; i <= 5; ++i) {
+        test_case.add_file(QStringLiteral("/hangs%1.pdf").arg(i), "sleep");
+        records.append({i, QStringLiteral("/hangs%1.pdf").arg(i)});
+    }
+    test_case.create_file_system_db(records);
+    const QStringList keys = {"kMDItemTitle"};
+    test_case.create_metadata_db(keys);
+
+    // A worker killed outright cannot remove a runtime folder of its own.
+    QTemporaryDir runtime;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("XDG_RUNTIME_DIR", runtime.path());
+    environment.insert("QT_QPA_PLATFORM", "offscreen");
+    QProcess worker;
+    worker.setProcessEnvironment(environment);
+    worker.start(installed.worker(), {test_case.source_root(), QString(), test_case.case_dir(),
+                                      TestCase::joined(keys), TestCase::joined(keys), test_case.source_name(), "2"});
+    QVERIFY(worker.waitForStarted());
+    const QString children = QStringLiteral("/proc/%1/task/%1/children").arg(worker.processId());
+    QString importer;
+    QTRY_VERIFY_WITH_TIMEOUT(
+        [&] {
+            QFile list(children);
+            importer = list.open(QIODevice::ReadOnly) ? QString::fromLatin1(list.readAll()).trimmed() : QString();
+            return !importer.isEmpty();
+        }(),
+        10000);
+    worker.kill();
+    QVERIFY(worker.waitForFinished());
+    // Gone, or at most a zombie waiting for the process that adopted it.
+    const pid_t importer_pid = importer.section(' ', 0, 0).toInt();
+    const auto gone = [importer_pid] {
+        QFile status(QStringLiteral("/proc/%1/stat").arg(importer_pid));
+        return !status.open(QIODevice::ReadOnly) || status.readAll().split(')').value(1).trimmed().startsWith('Z');
+    };
+    QTest::qWaitFor(gone, 5000);
+    const bool died = gone();
+    if (!died)
+        ::kill(importer_pid, SIGKILL);
+    QVERIFY(died);
 }
 
 QTEST_GUILESS_MAIN(tst_importer_runs)
