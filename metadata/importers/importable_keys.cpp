@@ -62,9 +62,11 @@ const QList<Family> &families()
 
 } // namespace
 
-const QSet<QString> &importable_keys(const QString &content_type)
+namespace {
+
+const QHash<QString, QSet<QString>> &keys_by_type()
 {
-    static const QHash<QString, QSet<QString>> keys_by_type = [] {
+    static const QHash<QString, QSet<QString>> by_type_table = [] {
         QHash<QString, QSet<QString>> by_type;
         for (const Family &family : families()) {
             for (const QString &type : family.content_types)
@@ -72,7 +74,19 @@ const QSet<QString> &importable_keys(const QString &content_type)
         }
         return by_type;
     }();
+    return by_type_table;
+}
+
+} // namespace
+
+const QSet<QString> &importable_keys(const QString &content_type)
+{
     static const QSet<QString> none;
-    const auto found = keys_by_type.constFind(content_type);
-    return found == keys_by_type.constEnd() ? none : *found;
+    const auto found = keys_by_type().constFind(content_type);
+    return found == keys_by_type().constEnd() ? none : *found;
+}
+
+QStringList importable_content_types()
+{
+    return keys_by_type().keys();
 }
