@@ -106,6 +106,8 @@ bool ImporterProcess::start()
     if (pid == 0)
         become_importer(program.constData(), argv, importer_end.get(), null_device.get(), worker, limits_);
 
+    // Also from this side, so that the group exists whichever runs first.
+    ::setpgid(pid, pid);
     pid_ = pid;
     channel_ = std::move(worker_end);
     files_served_ = 0;
