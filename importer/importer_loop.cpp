@@ -36,8 +36,8 @@ ImportedValues values_of(int file, const QString &content_type, const ContentImp
 int run_importer_loop(int channel, const ContentImporters &importers)
 {
     for (;;) {
-        std::optional<descriptor_channel::Received> request = descriptor_channel::receive_with_descriptor(
-            channel, 4 + import_protocol::max_content_type_size);
+        std::optional<descriptor_channel::Received> request =
+            descriptor_channel::receive_with_descriptor(channel, import_protocol::max_request_size);
         if (!request)
             return 0;
         const std::optional<import_protocol::Request> asked = import_protocol::decode_request(request->bytes);

@@ -207,7 +207,7 @@ std::optional<Request> decode_request(QByteArrayView request)
 {
     Reader reader(request);
     const std::uint64_t size = reader.unsigned_field(length_size);
-    if (size <= 4 || size > 4 + max_content_type_size)
+    if (size <= 4 || size > max_request_size)
         return std::nullopt;
     Request decoded;
     decoded.sequence = std::uint32_t(reader.unsigned_field(4));

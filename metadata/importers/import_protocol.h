@@ -27,6 +27,7 @@ constexpr std::uint32_t max_key_size = 128;             // bytes of one key
 constexpr std::uint32_t max_text_size = 64 * 1024;      // bytes of one text
 constexpr std::uint32_t max_array_size = 1024;          // items of one array
 constexpr std::uint32_t max_content_type_size = 256;    // bytes of a request's type
+constexpr std::uint32_t max_request_size = 4 + max_content_type_size; // after the length
 
 // Size of the length that opens every message.
 constexpr int length_size = 4;
