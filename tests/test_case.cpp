@@ -119,10 +119,10 @@ QString TestCase::joined(const QStringList &items)
 TestCase::Result TestCase::run(const QString &flag, const QString &file_paths,
                                const QStringList &keys, const QStringList &columns) const
 {
-    return run_worker({source_root(), file_paths, case_dir(), joined(keys), joined(columns), name, flag});
+    return run_worker({source_root(), file_paths, case_dir(), joined(keys), joined(columns), name, flag}, worker);
 }
 
-TestCase::Result run_worker(const QStringList &arguments)
+TestCase::Result run_worker(const QStringList &arguments, const QString &worker_executable)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "XDG_RUNTIME_DIR", "QT_QPA_PLATFORM"})
@@ -130,7 +130,7 @@ TestCase::Result run_worker(const QStringList &arguments)
 
     QProcess worker;
     worker.setProcessEnvironment(environment);
-    worker.start(QStringLiteral(VANTREL_EXECUTABLE), arguments);
+    worker.start(worker_executable.isEmpty() ? QStringLiteral(VANTREL_EXECUTABLE) : worker_executable, arguments);
     TestCase::Result result;
     if (!worker.waitForFinished(120000)) {
         worker.kill();

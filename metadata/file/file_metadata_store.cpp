@@ -3,6 +3,7 @@
 #include "extended_attributes.h"
 #include "file_facts.h"
 #include "property_list_value.h"
+#include "importers/file_content.h"
 
 
 #include <cstdint>
@@ -20,8 +21,9 @@ constexpr QByteArrayView metadata_prefix = "com.apple.metadata:";
 class FileMetadataItem : public MetadataItem
 {
 public:
-    FileMetadataItem(QString path, FileFacts facts, UniqueFd attribute_source)
-        : path(std::move(path)), facts(std::move(facts)), attributes(std::move(attribute_source))
+    FileMetadataItem(QString path, FileFacts facts, UniqueFd attribute_source, std::unique_ptr<FileContent> content)
+        : path(std::move(path)), facts(std::move(facts)), attributes(std::move(attribute_source)),
+          content(std::move(content))
     {
     }
 
@@ -54,6 +56,7 @@ private:
     const QString path;
     const FileFacts facts;
     const ExtendedAttributes attributes;
+    const std::unique_ptr<FileContent> content;
 };
 
 const FileMetadataItem::DerivedKey FileMetadataItem::derived_keys[] = {
@@ -78,6 +81,11 @@ MetadataValue FileMetadataItem::copy_attribute(const QString &key)
     name += key.toUtf8();
     if (const std::optional<QByteArray> stored = read_macos_attribute(name))
         return property_list_value(*stored);
+    if (content) {
+        MetadataValue imported = content->value(key);
+        if (imported.kind != MetadataValue::Kind::Null)
+            return imported;
+    }
     return derived_value(key);
 }
 
@@ -218,7 +226,12 @@ MetadataValue FileMetadataItem::where_froms() const
 
 } // namespace
 
-FileMetadataStore::FileMetadataStore(const QString &volume_root) : root_(volume_root) {}
+FileMetadataStore::FileMetadataStore(const QString &volume_root, std::unique_ptr<FileContentSource> content)
+    : root_(volume_root), content_(std::move(content))
+{
+}
+
+FileMetadataStore::~FileMetadataStore() = default;
 
 std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path)
 {
@@ -236,5 +249,8 @@ std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path
         attribute_source = root_.open_regular_file(*relative);
     else if (facts->is_directory)
         attribute_source = root_.open_directory(*relative);
-    return std::make_unique<FileMetadataItem>(path, std::move(*facts), std::move(attribute_source));
+    std::unique_ptr<FileContent> content =
+        content_ && facts->is_regular_file ? content_->content_of(path) : nullptr;
+    return std::make_unique<FileMetadataItem>(path, std::move(*facts), std::move(attribute_source),
+                                              std::move(content));
 }

@@ -2,6 +2,7 @@
 #define FILE_METADATA_STORE_H
 
 #include "evidence/evidence_root.h"
+#include "importers/file_content.h"
 #include "metadata_store.h"
 
 // The metadata that the files of a mounted macOS volume carry themselves,
@@ -11,11 +12,18 @@
 // dates, owner, tags, download origin), from the file system. Every file
 // is reached beneath the volume root; the last component of a path is
 // looked at, never followed.
+//
+// Where a content source is given, what a regular file's content says
+// stands between the two: below the file's own attribute, above what the
+// file system says (a photo's capture time over its birth time).
 class FileMetadataStore : public MetadataStore
 {
 public:
-    // The files beneath volume_root; "" is the machine's own root.
-    explicit FileMetadataStore(const QString &volume_root = QString());
+    // The files beneath volume_root ("" is the machine's own root), their
+    // content read through content where one is given.
+    explicit FileMetadataStore(const QString &volume_root = QString(),
+                               std::unique_ptr<FileContentSource> content = nullptr);
+    ~FileMetadataStore() override;
 
     // The item of an object that exists at path beneath the root; nullptr
     // for a missing or empty path, a path outside the root or an object
@@ -24,6 +32,7 @@ public:
 
 private:
     EvidenceRoot root_;
+    std::unique_ptr<FileContentSource> content_;
 };
 
 #endif // FILE_METADATA_STORE_H
