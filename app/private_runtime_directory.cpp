@@ -2,31 +2,42 @@
 
 #include <QtGlobal>
 
-#include <cstdlib>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 PrivateRuntimeDirectory::PrivateRuntimeDirectory()
 {
 #if defined(Q_OS_UNIX) && !defined(Q_OS_DARWIN)
     if (!qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR"))
         return;
-    // mkdtemp makes the directory with mode 0700, owned by this user: what
-    // the framework demands of a runtime directory.
-    QByteArray path_template("/tmp/vantrel-runtime-XXXXXX");
-    if (::mkdtemp(path_template.data()) == nullptr)
+    const QByteArray path = "/tmp/vantrel-runtime-" + QByteArray::number(::getuid());
+    const bool made = ::mkdir(path.constData(), 0700) == 0;
+    if (!made && errno != EEXIST)
         return;
-    created_path = path_template;
-    qputenv("XDG_RUNTIME_DIR", created_path);
+    // Another user may have put a folder, or a link, in its place: then
+    // the framework's warning is the lesser harm.
+    if (!is_private_folder(path)) {
+        if (made)
+            ::rmdir(path.constData());
+        return;
+    }
+    qputenv("XDG_RUNTIME_DIR", path);
+    set_ = true;
 #endif
 }
 
 PrivateRuntimeDirectory::~PrivateRuntimeDirectory()
 {
-#if defined(Q_OS_UNIX) && !defined(Q_OS_DARWIN)
-    if (created_path.isEmpty())
-        return;
-    qunsetenv("XDG_RUNTIME_DIR");
-    // Nothing of the worker's goes in there; rmdir leaves it if something did.
-    ::rmdir(created_path.constData());
-#endif
+    // The folder stays for the next worker; only the process forgets it.
+    if (set_)
+        qunsetenv("XDG_RUNTIME_DIR");
+}
+
+bool PrivateRuntimeDirectory::is_private_folder(const QByteArray &path)
+{
+    struct stat status = {};
+    return ::lstat(path.constData(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::getuid()
+        && (status.st_mode & 07777) == 0700;
 }

@@ -1,6 +1,7 @@
 #include "metadata_store.h"
 
 #include "file/file_metadata_store.h"
+#include "importers/content_import_source.h"
 #include "spotlight_index/spotlight_index_store.h"
 #include "spotlight_index/spotlight_volume_index.h"
 #include "type_identity/index_kind_names.h"
@@ -9,9 +10,11 @@
 // Without Spotlight the files of the mounted volume are the source; where
 // the volume keeps its own Spotlight index, the index answers first for the
 // files it holds, and its kind texts name the types of the files it lacks.
+// What the files' content holds is read by the importer process installed
+// beside the worker.
 std::unique_ptr<MetadataStore> create_platform_metadata_store(const QString &volume_root)
 {
-    auto files = std::make_unique<FileMetadataStore>(volume_root);
+    auto files = std::make_unique<FileMetadataStore>(volume_root, ContentImportSource::beside_worker(volume_root));
     std::unique_ptr<SpotlightVolumeIndex> index = SpotlightVolumeIndex::read(volume_root);
     if (!index)
         return files;

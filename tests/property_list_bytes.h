@@ -114,22 +114,55 @@ inline QByteArray array_object(const std::vector<std::uint64_t> &references)
     return object;
 }
 
-inline QByteArray ascii_string_object(const char *text)
+// A string object of one-byte characters, its length given as the list
+// gives it (in the marker below 15, else as an integer object after it).
+inline QByteArray ascii_string_object(const QByteArray &text)
 {
     QByteArray object;
-    object += char(0x50 | std::strlen(text));
+    if (text.size() < 15) {
+        object += char(0x50 | text.size());
+    } else {
+        object += char(0x5F);
+        object += char(0x13);
+        append_big_endian(&object, std::uint64_t(text.size()), 8);
+    }
     object += text;
     return object;
 }
 
-// A date as the binary format stores it: seconds since 2001 as a double.
-inline QByteArray binary_date(double seconds_since_2001)
+// A string object of fewer than 15 big-endian UTF-16 code units.
+inline QByteArray utf16_string_object(const QString &text)
+{
+    QByteArray object(1, char(0x60 | text.size()));
+    for (QChar unit : text)
+        append_big_endian(&object, unit.unicode(), 2);
+    return object;
+}
+
+// An integer object of 1 << power bytes, the last eight of them low.
+inline QByteArray integer_object(int power, std::uint64_t low, std::uint64_t high = 0)
+{
+    QByteArray object(1, char(0x10 | power));
+    const int width = 1 << power;
+    if (width > 8)
+        append_big_endian(&object, high, width - 8);
+    append_big_endian(&object, low, width > 8 ? 8 : width);
+    return object;
+}
+
+// A date object: seconds since 2001 as a double.
+inline QByteArray date_object(double seconds_since_2001)
 {
     std::uint64_t bits = 0;
     std::memcpy(&bits, &seconds_since_2001, sizeof bits);
     QByteArray object(1, char(0x33));
     append_big_endian(&object, bits, 8);
-    return binary_objects({object});
+    return object;
+}
+
+inline QByteArray binary_date(double seconds_since_2001)
+{
+    return binary_objects({date_object(seconds_since_2001)});
 }
 
 // Arrays nested depth deep around one string.

@@ -58,7 +58,7 @@ void TestCase::add_file(const QString &relative_path, const QByteArray &content)
 
 void TestCase::create_file_system_db(const QList<QPair<QVariant, QVariant>> &records)
 {
-    const QString path = database(QStringLiteral("file_system.sqlite"));
+    const QString path = file_system_db();
     QVERIFY(exec(path, {QStringLiteral("create table files (INT, filepath TEXT, file_name TEXT, "
                                        "fs_module_apple_metadata_run_status TEXT DEFAULT '0')")}));
     QList<QVariantList> rows;
@@ -73,14 +73,14 @@ void TestCase::create_metadata_db(const QStringList &columns)
     for (const QString &column : columns)
         definition += QLatin1Char('"') + QString(column).replace(QLatin1Char('"'), QLatin1String("\"\""))
             + QLatin1String("\" TEXT, ");
-    QVERIFY(exec(database(QStringLiteral("apple_metadata.sqlite")),
+    QVERIFY(exec(metadata_db(),
                  {QLatin1String("create table files (") + definition
                   + QLatin1String("filesystem_record INTEGER)")}));
 }
 
 void TestCase::create_timestamps_db()
 {
-    QVERIFY(exec(database(QStringLiteral("apple_timestamps.sqlite")),
+    QVERIFY(exec(timestamps_db(),
                  {QStringLiteral("create table files (useddates TEXT, usecount TEXT, last_useddate TEXT, "
                                  "content_creation_date TEXT, content_modification_date TEXT, "
                                  "date_added TEXT, filesystem_record INTEGER)")}));
@@ -112,17 +112,17 @@ void TestCase::insert_rows(const QString &path, const QString &insert, const QLi
 
 QString TestCase::joined(const QStringList &items)
 {
-    const QString separator = QStringLiteral("[(@@)]");
+    const QString separator = case_conventions::list_separator();
     return items.size() == 1 ? items.first() + separator : items.join(separator);
 }
 
 TestCase::Result TestCase::run(const QString &flag, const QString &file_paths,
                                const QStringList &keys, const QStringList &columns) const
 {
-    return run_worker({source_root(), file_paths, case_dir(), joined(keys), joined(columns), name, flag});
+    return run_worker({source_root(), file_paths, case_dir(), joined(keys), joined(columns), name, flag}, worker);
 }
 
-TestCase::Result run_worker(const QStringList &arguments)
+TestCase::Result run_worker(const QStringList &arguments, const QString &worker_executable)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "XDG_RUNTIME_DIR", "QT_QPA_PLATFORM"})
@@ -130,7 +130,7 @@ TestCase::Result run_worker(const QStringList &arguments)
 
     QProcess worker;
     worker.setProcessEnvironment(environment);
-    worker.start(QStringLiteral(VANTREL_EXECUTABLE), arguments);
+    worker.start(worker_executable.isEmpty() ? QStringLiteral(VANTREL_EXECUTABLE) : worker_executable, arguments);
     TestCase::Result result;
     if (!worker.waitForFinished(120000)) {
         worker.kill();

@@ -1,6 +1,8 @@
 #ifndef TEST_CASE_H
 #define TEST_CASE_H
 
+#include "case_conventions.h"
+
 #include <QPair>
 #include <QProcess>
 #include <QString>
@@ -18,10 +20,15 @@ public:
     QString source_root() const;   // virtual_source_path, no trailing "/"
     // Examines an existing volume (read only) instead of the case's own tree.
     void set_source_root(const QString &path) { external_source_root = path; }
+    // Starts this worker executable instead of build/vantrel.
+    void set_worker(const QString &path) { worker = path; }
     QString case_dir() const;      // file_system_dir_path, ending in "/"
     QString database_dir() const;  // case_dir + source name + "/"
     QString source_name() const { return name; }
     QString database(const QString &file_name) const { return database_dir() + file_name; }
+    QString file_system_db() const { return database(case_conventions::file_system_database_name()); }
+    QString metadata_db() const { return database(case_conventions::apple_metadata_database_name()); }
+    QString timestamps_db() const { return database(case_conventions::apple_timestamps_database_name()); }
 
     // Creates a file under the source (parents included), relative path with
     // a leading "/".
@@ -69,10 +76,11 @@ private:
     QTemporaryDir dir;
     QString name;
     QString external_source_root;
+    QString worker;
 };
 
-// Runs build/vantrel as a headless host starts it (no display, no runtime
-// directory) and gives exactly what it printed.
-TestCase::Result run_worker(const QStringList &arguments);
+// Runs build/vantrel (or worker) as a headless host starts it (no display,
+// no runtime directory) and gives exactly what it printed.
+TestCase::Result run_worker(const QStringList &arguments, const QString &worker = QString());
 
 #endif // TEST_CASE_H

@@ -1,14 +1,10 @@
-// How the values a metadata store hands back become the texts of a row.
+// How one file's attributes become the keys and texts of its row: one item,
+// one copy per key, rendered texts in the keys' order.
 
 #include "memory_metadata_store.h"
 #include "vantrel.h"
 
 #include <QtTest>
-
-#include <clocale>
-#include <cstdio>
-
-Q_DECLARE_METATYPE(MetadataValue)
 
 namespace {
 
@@ -35,21 +31,6 @@ MetadataValue text(const char *utf8)
     return MetadataValue::from_text(QString::fromUtf8(utf8));
 }
 
-MetadataValue array(std::vector<MetadataValue> items)
-{
-    return MetadataValue::from_array(std::move(items));
-}
-
-// The value text of one attribute, read through the reader as a run reads it.
-QString rendered(const MetadataValue &value)
-{
-    vantrel reader;
-    reader.set_metadata_store(std::make_unique<MemoryMetadataStore>(
-        QHash<QString, MemoryMetadataStore::Attributes>{{file_path, {{"kMDItemX", value}}}}));
-    reader.fill_apple_metadata_from_api(file_path, {"kMDItemX"}, QString());
-    return reader.extracted_values_list.value(0, QStringLiteral("<no entry>"));
-}
-
 } // namespace
 
 class tst_attribute_extraction : public QObject
@@ -57,116 +38,11 @@ class tst_attribute_extraction : public QObject
     Q_OBJECT
 
 private slots:
-    void value_text_data();
-    void value_text();
-    void date_text_ignores_the_process_locale();
     void row_data();
     void row();
     void one_item_and_one_copy_per_key();
     void nothing_of_an_earlier_file_survives();
 };
-
-void tst_attribute_extraction::value_text_data()
-{
-    QTest::addColumn<MetadataValue>("value");
-    QTest::addColumn<QString>("expected");
-
-    const MetadataValue epoch = MetadataValue::from_date(0.0);
-
-    QTest::newRow("whole number") << MetadataValue::from_number(5) << "5";
-    QTest::newRow("half") << MetadataValue::from_number(0.5) << "0.5";
-    QTest::newRow("five digits stay whole") << MetadataValue::from_number(12345) << "12345";
-    QTest::newRow("six significant digits") << MetadataValue::from_number(3.14159265) << "3.14159";
-    QTest::newRow("large count loses its lower digits")
-        << MetadataValue::from_number(1234567) << "1.23457e+06";
-    QTest::newRow("nine digits in exponent form")
-        << MetadataValue::from_number(123456789) << "1.23457e+08";
-    QTest::newRow("small number in exponent form")
-        << MetadataValue::from_number(0.00001) << "1e-05";
-    QTest::newRow("yes value") << MetadataValue::from_number(1) << "1";
-    QTest::newRow("zero number is a value, not missing") << MetadataValue::from_number(0) << "0";
-    QTest::newRow("negative number") << MetadataValue::from_number(-2.5) << "-2.5";
-
-    QTest::newRow("date cut to whole seconds")
-        << MetadataValue::from_date(1700000000.25) << "1700000000";
-    QTest::newRow("date before 1970") << MetadataValue::from_date(-86400) << "-86400";
-    QTest::newRow("half second before the epoch keeps its sign")
-        << MetadataValue::from_date(-0.5) << "-0";
-    QTest::newRow("rounding to microseconds carries into the seconds")
-        << MetadataValue::from_date(1699999999.9999996) << "1700000000";
-    QTest::newRow("date just short of the next second")
-        << MetadataValue::from_date(1699999999.999) << "1699999999";
-    QTest::newRow("epoch date is missing") << epoch << null;
-    QTest::newRow("negative zero date is the epoch") << MetadataValue::from_date(-0.0) << null;
-    QTest::newRow("tenth of a microsecond after the epoch")
-        << MetadataValue::from_date(1e-7) << "0";
-    QTest::newRow("date far beyond 64-bit seconds")
-        << MetadataValue::from_date(1e20) << "100000000000000000000";
-
-    QTest::newRow("string unchanged, blanks kept") << text("  a b\t") << "  a b\t";
-    QTest::newRow("empty string is empty, not missing") << text("") << "";
-    QTest::newRow("null string from a store is still a string")
-        << MetadataValue::from_text(QString()) << "";
-    QTest::newRow("raw data or dictionary is missing") << MetadataValue::other() << null;
-    QTest::newRow("no value") << MetadataValue::null_value() << null;
-
-    QTest::newRow("two dates")
-        << array({MetadataValue::from_date(1700000000), MetadataValue::from_date(1700003600)})
-        << "1700000000;1700003600";
-    QTest::newRow("epoch date vanishes in array with its separator")
-        << array({epoch, MetadataValue::from_date(1700000000)}) << "1700000000";
-    QTest::newRow("epoch date between strings leaves one separator")
-        << array({text("a"), epoch, text("b")}) << "a;b";
-    QTest::newRow("empty string keeps its slot") << array({text("a"), text(""), text("b")})
-                                                 << "a;;b";
-    QTest::newRow("only the one trailing separator goes") << array({text("x;")}) << "x;";
-    QTest::newRow("one empty string is empty text") << array({text("")}) << "";
-    QTest::newRow("empty array is missing") << array({}) << null;
-    QTest::newRow("array of skipped items is missing")
-        << array({epoch, MetadataValue::other(), array({text("deep")}), MetadataValue::null_value()})
-        << null;
-    QTest::newRow("nested array contributes nothing")
-        << array({text("a"), array({text("b"), text("c")}), text("d")}) << "a;d";
-    QTest::newRow("numbers by the number rule inside an array")
-        << array({MetadataValue::from_number(1234567), MetadataValue::from_number(1)})
-        << "1.23457e+06;1";
-    QTest::newRow("mixed kinds in array order")
-        << array({text("Red"), MetadataValue::from_number(2), MetadataValue::from_date(-86400.5)})
-        << "Red;2;-86400";
-}
-
-void tst_attribute_extraction::value_text()
-{
-    QFETCH(MetadataValue, value);
-    QFETCH(QString, expected);
-
-    const QString text = rendered(value);
-    QVERIFY2(same_text(text, expected), qPrintable("got " + shown(text)));
-}
-
-void tst_attribute_extraction::date_text_ignores_the_process_locale()
-{
-    // The application object takes the number format from the environment,
-    // so an examiner's German desktop must not turn the point into a comma.
-    const QByteArray previous = std::setlocale(LC_NUMERIC, nullptr);
-    const char *german = nullptr;
-    for (const char *name : {"de_DE.UTF-8", "de_DE.utf8", "de_DE"}) {
-        if ((german = std::setlocale(LC_NUMERIC, name)))
-            break;
-    }
-    if (!german)
-        QSKIP("no German locale on this machine (install and generate de_DE.UTF-8 to run this)");
-
-    char printed[32];
-    std::snprintf(printed, sizeof printed, "%f", 0.5);
-    const QString date = rendered(MetadataValue::from_date(1700000000.75));
-    const QString number = rendered(MetadataValue::from_number(0.5));
-    std::setlocale(LC_NUMERIC, previous.constData());
-
-    QCOMPARE(QString::fromLatin1(printed), QStringLiteral("0,500000")); // the locale is in force
-    QCOMPARE(date, QStringLiteral("1700000000"));
-    QCOMPARE(number, QStringLiteral("0.5"));
-}
 
 void tst_attribute_extraction::row_data()
 {

@@ -13,13 +13,13 @@ const QStringList keys = {QStringLiteral("kMDItemFSName")};
 
 QList<QVariantList> result_rows(const TestCase &test_case)
 {
-    return TestCase::rows(test_case.database("apple_metadata.sqlite"),
+    return TestCase::rows(test_case.metadata_db(),
                           "select filesystem_record, kMDItemFSName from files order by rowid");
 }
 
 QList<QVariantList> marked_records(const TestCase &test_case)
 {
-    return TestCase::rows(test_case.database("file_system.sqlite"),
+    return TestCase::rows(test_case.file_system_db(),
                           "select INT from files where fs_module_apple_metadata_run_status = '1' order by 1");
 }
 
@@ -98,7 +98,7 @@ void tst_click_runs::right_click_rows_and_marks()
     test_case.create_file_system_db({{1, "/Users/a/report.txt"}, {2, "/.Trashes/501/old.doc"},
                                      {3, "/x"}, {4, "/y"}, {5, "/z"}});
     test_case.create_metadata_db(keys);
-    QVERIFY(TestCase::exec(test_case.database("apple_metadata.sqlite"),
+    QVERIFY(TestCase::exec(test_case.metadata_db(),
                            {"insert into files values ('earlier', 99)"}));
 
     for (int run = 1; run <= 2; ++run)
@@ -114,7 +114,7 @@ void tst_click_runs::right_click_rows_and_marks()
                                           {"4 OR 1=1", "report.txt"}};
     QCOMPARE(result_rows(test_case), expected);
     QCOMPARE(marked_records(test_case), (QList<QVariantList>{{1}, {2}}));
-    QCOMPARE(TestCase::record_index_count(test_case.database("apple_metadata.sqlite")), 1);
+    QCOMPARE(TestCase::record_index_count(test_case.metadata_db()), 1);
     // The host's essential database is only read.
     QCOMPARE(TestCase::rows(essential, "select count(*) from files"), (QList<QVariantList>{{6}}));
 }
@@ -129,7 +129,7 @@ void tst_click_runs::right_click_without_essential_db()
     QCOMPARE(test_case.run("3", essential, keys, keys).lines, QStringList());
     QVERIFY(result_rows(test_case).isEmpty());
     QVERIFY(marked_records(test_case).isEmpty());
-    QCOMPARE(TestCase::record_index_count(test_case.database("apple_metadata.sqlite")), 1);
+    QCOMPARE(TestCase::record_index_count(test_case.metadata_db()), 1);
 }
 
 void tst_click_runs::left_click_data()
@@ -163,7 +163,7 @@ void tst_click_runs::left_click()
     test_case.create_file_system_db({{7, "/Users/a/report.txt"}, {11, "/dup.txt"}, {12, "/dup.txt"},
                                      {13, "/.Trashes/501/old.doc"}, {QVariant(), "/nonumber.txt"}});
     test_case.create_metadata_db(keys);
-    QVERIFY(TestCase::exec(test_case.database("apple_metadata.sqlite"),
+    QVERIFY(TestCase::exec(test_case.metadata_db(),
                            {"insert into files values ('earlier', 99)"}));
 
     const QString argument = with_prefix ? test_case.source_root() + file_path : file_path;

@@ -53,7 +53,6 @@ void tst_full_metadata_run::every_record_read_and_marked_data()
     QTest::newRow("500 records, one line") << 500 << QStringList{progress("SRC1", 500, "500")};
     QTest::newRow("1234 records, lines at 500 and 1000")
         << 1234 << QStringList{progress("SRC1", 500, "1234"), progress("SRC1", 1000, "1234")};
-    QTest::newRow("51 records fill a second batch") << 51 << QStringList();
 }
 
 void tst_full_metadata_run::every_record_read_and_marked()
@@ -64,8 +63,8 @@ void tst_full_metadata_run::every_record_read_and_marked()
     TestCase test_case;
     test_case.create_file_system_db(numbered_records(record_count));
     test_case.create_metadata_db(keys);
-    const QString metadata = test_case.database("apple_metadata.sqlite");
-    const QString file_system = test_case.database("file_system.sqlite");
+    const QString metadata = test_case.metadata_db();
+    const QString file_system = test_case.file_system_db();
     QVERIFY(TestCase::exec(metadata, {"insert into files (filesystem_record) values (999999)"}));
 
     const TestCase::Result result = test_case.run("2", QString(), keys, keys);
@@ -87,7 +86,7 @@ void tst_full_metadata_run::row_per_file()
                                      {9, "/.Trashes/501/old.doc"},
                                      {10, QVariant()}});
     test_case.create_metadata_db(keys);
-    const QString metadata = test_case.database("apple_metadata.sqlite");
+    const QString metadata = test_case.metadata_db();
 
     for (int run = 1; run <= 2; ++run) {
         const TestCase::Result result = test_case.run("2", QString(), keys, keys);
@@ -107,7 +106,7 @@ void tst_full_metadata_run::row_per_file()
         }
         // The update names the trimmed number, which the record stored as
         // text with blanks around it does not equal: three of four marked.
-        QCOMPARE(TestCase::count_rows(test_case.database("file_system.sqlite"),
+        QCOMPARE(TestCase::count_rows(test_case.file_system_db(),
                             "where fs_module_apple_metadata_run_status = '1'"),
                  3);
         QCOMPARE(TestCase::record_index_count(metadata), 1);
@@ -117,28 +116,28 @@ void tst_full_metadata_run::row_per_file()
 void tst_full_metadata_run::missing_file_system_db_still_empties_results()
 {
     // It comes into being empty; the result table is still emptied and indexed.
-        TestCase test_case;
-        test_case.create_metadata_db(keys);
-        const QString metadata = test_case.database("apple_metadata.sqlite");
-        QVERIFY(TestCase::exec(metadata, {"insert into files (filesystem_record) values (1)"}));
-        const TestCase::Result result = test_case.run("2", QString(), keys, keys);
-        QCOMPARE(result.lines, QStringList());
-        QVERIFY(QFile::exists(test_case.database("file_system.sqlite")));
-        QCOMPARE(TestCase::count_rows(metadata), 0);
-        QCOMPARE(TestCase::record_index_count(metadata), 1);
+    TestCase test_case;
+    test_case.create_metadata_db(keys);
+    const QString metadata = test_case.metadata_db();
+    QVERIFY(TestCase::exec(metadata, {"insert into files (filesystem_record) values (1)"}));
+    const TestCase::Result result = test_case.run("2", QString(), keys, keys);
+    QCOMPARE(result.lines, QStringList());
+    QVERIFY(QFile::exists(test_case.file_system_db()));
+    QCOMPARE(TestCase::count_rows(metadata), 0);
+    QCOMPARE(TestCase::record_index_count(metadata), 1);
 }
 
 void tst_full_metadata_run::unopenable_results_db_marks_nothing()
 {
-        TestCase test_case;
-        test_case.create_file_system_db(numbered_records(3));
-        QVERIFY(QDir().mkpath(test_case.database("apple_metadata.sqlite")));
-        const TestCase::Result result = test_case.run("2", QString(), keys, keys);
-        QCOMPARE(result.exit_code, 0);
-        QCOMPARE(result.lines, QStringList());
-        QCOMPARE(TestCase::count_rows(test_case.database("file_system.sqlite"),
-                            "where fs_module_apple_metadata_run_status = '1'"),
-                 0);
+    TestCase test_case;
+    test_case.create_file_system_db(numbered_records(3));
+    QVERIFY(QDir().mkpath(test_case.metadata_db()));
+    const TestCase::Result result = test_case.run("2", QString(), keys, keys);
+    QCOMPARE(result.exit_code, 0);
+    QCOMPARE(result.lines, QStringList());
+    QCOMPARE(TestCase::count_rows(test_case.file_system_db(),
+                        "where fs_module_apple_metadata_run_status = '1'"),
+             0);
 }
 
 void tst_full_metadata_run::hostile_record_numbers_and_column_names()
@@ -150,16 +149,16 @@ void tst_full_metadata_run::hostile_record_numbers_and_column_names()
                                      {"2; DROP TABLE files", "/d"}, {3, "/e"}, {4, "/f"}});
     const QStringList columns = {"it's kMDItemFSName"};
     test_case.create_metadata_db(columns);
-    QVERIFY(TestCase::exec(test_case.database("file_system.sqlite"),
+    QVERIFY(TestCase::exec(test_case.file_system_db(),
                            {"update files set fs_module_apple_metadata_run_status = '0'"}));
 
     const TestCase::Result result = test_case.run("2", QString(), {"kMDItemFSName"}, columns);
     QCOMPARE(result.lines, QStringList());
-    const auto rows = TestCase::rows(test_case.database("apple_metadata.sqlite"),
+    const auto rows = TestCase::rows(test_case.metadata_db(),
                                      "select filesystem_record from files order by rowid");
     QCOMPARE(rows.size(), 6);
     QCOMPARE(rows[2][0].toString(), QStringLiteral("1 OR 1=1"));
-    const auto marked = TestCase::rows(test_case.database("file_system.sqlite"),
+    const auto marked = TestCase::rows(test_case.file_system_db(),
                                        "select INT from files where fs_module_apple_metadata_run_status = '1' "
                                        "order by rowid");
     QCOMPARE(marked, (QList<QVariantList>{{1}, {3}, {4}}));
@@ -183,8 +182,8 @@ void tst_full_metadata_run::killed_midway_keeps_rows_and_marks_nothing()
     worker.kill();
     worker.waitForFinished();
 
-    const QString metadata = test_case.database("apple_metadata.sqlite");
-    const QString file_system = test_case.database("file_system.sqlite");
+    const QString metadata = test_case.metadata_db();
+    const QString file_system = test_case.file_system_db();
     QVERIFY(TestCase::count_rows(metadata) >= 500);
     QVERIFY(TestCase::count_rows(metadata) < 4000);
     QCOMPARE(TestCase::count_rows(file_system, "where fs_module_apple_metadata_run_status = '1'"), 0);

@@ -2,10 +2,13 @@
 // however it is encoded and however it was damaged or crafted.
 
 #include "property_list_bytes.h"
+#include "metadata_value_text.h"
 #include "file/property_list_value.h"
 
 #include <QElapsedTimer>
 #include <QtTest>
+
+#include <limits>
 
 using namespace property_list_bytes;
 
@@ -28,6 +31,8 @@ class tst_property_list_value : public QObject
 private slots:
     void value_data();
     void value();
+    void stored_text_data();
+    void stored_text();
     void hostile_list_data();
     void hostile_list();
     void long_flat_array_is_read_whole();
@@ -99,6 +104,85 @@ void tst_property_list_value::value()
         QVERIFY2(!value.text.isNull(), "a string value came back as null text");
 }
 
+void tst_property_list_value::stored_text_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("expected"); // null: stored as NULL
+
+    // Seconds from 1970 to 2001, where the format's dates count from.
+    const double to_2001 = 978307200.0;
+    const double largest = std::numeric_limits<double>::max();
+    const QString largest_whole_seconds = QStringLiteral(
+        "17976931348623157081452742373170435679807056752584499659891747680315726078002853876058955"
+        "86327668781715404589535143824642343213268894641827684675467035375169860499105765512820762"
+        "45490090389328944075868508455133942304583236903222948165808559332123348274797826204144723"
+        "168738177180919299881250404026184124858368");
+
+    QTest::newRow("distant-past date of year 1")
+        << binary_date(-62135596800.0 - to_2001) << QString("-62135596800");
+    QTest::newRow("date in the year 12000")
+        << binary_date(316532332800.0 - to_2001) << QString("316532332800");
+    QTest::newRow("date a fraction of a microsecond short of a second rounds up")
+        << binary_date(721692799.9999996) << QString("1700000000");
+    QTest::newRow("half a second before 2001 stays in 2000")
+        << binary_date(-0.5) << QString("978307199");
+    QTest::newRow("half a second before 1970 is minus zero")
+        << binary_date(-0.5 - to_2001) << QString("-0");
+    QTest::newRow("date exactly at 1970 is no value") << binary_date(-to_2001) << QString();
+    QTest::newRow("largest finite date") << binary_date(largest) << largest_whole_seconds;
+    QTest::newRow("smallest finite date") << binary_date(-largest) << "-" + largest_whole_seconds;
+    QTest::newRow("date that is not a number")
+        << binary_date(std::numeric_limits<double>::quiet_NaN()) << QString("nan");
+    QTest::newRow("date at infinity")
+        << binary_date(std::numeric_limits<double>::infinity()) << QString("inf");
+    QTest::newRow("date at minus infinity")
+        << binary_date(-std::numeric_limits<double>::infinity()) << QString("-inf");
+    QTest::newRow("XML date of year 1")
+        << xml_document("<date>0001-01-01T00:00:00Z</date>") << QString("-62135596800");
+    QTest::newRow("array of dates far apart")
+        << binary_objects({array_object({1, 2}), date_object(-62135596800.0 - to_2001),
+                           date_object(721692800.0)})
+        << QString("-62135596800;1700000000");
+
+    QTest::newRow("16-byte integer is unsigned")
+        << binary_objects({integer_object(4, ~std::uint64_t(0))}) << QString("1.84467e+19");
+    QTest::newRow("16-byte integer beyond 64 bits has no number")
+        << binary_objects({integer_object(4, 5, 1)}) << QString();
+    QTest::newRow("8-byte integer is signed")
+        << binary_objects({integer_object(3, ~std::uint64_t(0))}) << QString("-1");
+    QTest::newRow("4-byte integer is unsigned")
+        << binary_objects({integer_object(2, 0xFFFFFFFFu)}) << QString("4.29497e+09");
+    QTest::newRow("XML integer above the signed range")
+        << xml_document("<integer>18446744073709551615</integer>") << QString("1.84467e+19");
+    QTest::newRow("unsigned integer in an array")
+        << binary_objects({array_object({1, 2}), integer_object(4, ~std::uint64_t(0)),
+                           integer_object(0, 7)})
+        << QString("1.84467e+19;7");
+
+    const QString with_nul = QString::fromUtf16(u"a\0b", 3);
+    QTest::newRow("one-byte string keeps what follows a NUL")
+        << binary_objects({ascii_string_object(QByteArray("a\0b", 3))}) << with_nul;
+    QTest::newRow("UTF-16 string keeps what follows a NUL")
+        << binary_objects({utf16_string_object(QString::fromUtf16(u"\u00e9\0\u20ac", 3))})
+        << QString::fromUtf16(u"\u00e9\0\u20ac", 3);
+    QTest::newRow("long string with its length in an integer object")
+        << binary_objects({ascii_string_object(QByteArray("twenty\0characters..", 20))})
+        << QString::fromUtf16(u"twenty\0characters..", 20);
+    QTest::newRow("strings with NULs in an array")
+        << binary_objects({array_object({1, 1}), ascii_string_object(QByteArray("a\0b", 3))})
+        << with_nul + ";" + with_nul;
+}
+
+void tst_property_list_value::stored_text()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, expected);
+
+    const QString text = metadata_value_text(property_list_value(bytes));
+    QCOMPARE(text, expected);
+    QCOMPARE(text.isNull(), expected.isNull());
+}
+
 void tst_property_list_value::hostile_list_data()
 {
     QTest::addColumn<QByteArray>("bytes");
@@ -126,6 +210,12 @@ void tst_property_list_value::hostile_list_data()
         << other;
     QTest::newRow("shared objects fanning out to a trillion nodes")
         << binary_shared_fan_out(4, 1000) << other;
+    QTest::newRow("one long string shared sixteen thousand times") << [] {
+        // 32 KiB of text that the parser would copy into half a gigabyte.
+        std::vector<QByteArray> objects{array_object(std::vector<std::uint64_t>(16000, 1)),
+                                        ascii_string_object(QByteArray(32768, 'x'))};
+        return binary_objects(objects);
+    }() << other;
     QTest::newRow("binary arrays nested ten thousand deep") << binary_nesting(10000) << other;
     QTest::newRow("XML arrays nested a hundred thousand deep") << xml_nesting(100000) << other;
 

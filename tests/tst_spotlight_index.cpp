@@ -196,6 +196,8 @@ private slots:
     void license_values();
     void file_store_answers_the_rest_data();
     void file_store_answers_the_rest();
+    void items_only_for_files_on_the_volume_data();
+    void items_only_for_files_on_the_volume();
     void volume_without_usable_index_data();
     void volume_without_usable_index();
     void whole_store_reads_data();
@@ -277,8 +279,6 @@ void tst_spotlight_index::file_store_answers_the_rest_data()
     QTest::newRow("file the index has no item for")
         << "macos-12" << "/.DS_Store" << "kMDItemContentType"
         << MetadataValue::from_text("file store: kMDItemContentType");
-    QTest::newRow("name differing only in case is another file")
-        << "macos-10.13" << "/license" << "kMDItemKind" << MetadataValue::from_text("file store: kMDItemKind");
     QTest::newRow("volume root is the index's root item")
         << "macos-10.13" << "" << "kMDItemContentType" << MetadataValue::from_text("public.volume");
     QTest::newRow("root with trailing separator")
@@ -297,10 +297,51 @@ void tst_spotlight_index::file_store_answers_the_rest()
     auto item = store->create_item(root + path);
     QVERIFY(item);
     QCOMPARE(item->copy_attribute(key), expected);
+}
 
-    // A path that only starts like the volume's is no file of it.
-    auto outside = store->create_item(root + "-other" + path);
-    QCOMPARE(outside->copy_attribute(key), MetadataValue::from_text("file store: " + key));
+void tst_spotlight_index::items_only_for_files_on_the_volume_data()
+{
+    QTest::addColumn<QString>("on_disk"); // what is created, beside the volume's folder
+    QTest::addColumn<bool>("as_dangling_link");
+    QTest::addColumn<QString>("asked");
+    QTest::addColumn<MetadataValue>("expected_display_name"); // Null: no item at all
+
+    const MetadataValue indexed = MetadataValue::from_text("A");
+    QTest::newRow("indexed file still on the volume")
+        << "volume/a.txt" << false << "volume/a.txt" << indexed;
+    QTest::newRow("indexed file deleted from the volume")
+        << QString() << false << "volume/a.txt" << MetadataValue::null_value();
+    QTest::newRow("link left in the indexed file's place is looked at, not followed")
+        << "volume/a.txt" << true << "volume/a.txt" << indexed;
+    QTest::newRow("name differing only in case is another file")
+        << "volume/A.txt" << false << "volume/A.txt"
+        << MetadataValue::from_text("file store: kMDItemDisplayName");
+    QTest::newRow("path that only starts like the volume's is no file of it")
+        << "volume-other/a.txt" << false << "volume-other/a.txt" << MetadataValue::null_value();
+}
+
+void tst_spotlight_index::items_only_for_files_on_the_volume()
+{
+    QFETCH(QString, on_disk);
+    QFETCH(bool, as_dangling_link);
+    QFETCH(QString, asked);
+    QFETCH(MetadataValue, expected_display_name);
+
+    QTemporaryDir folder;
+    const QString root = folder.path() + "/volume";
+    QVERIFY(write_file(synthetic_store_folder(root) + "/store.db", synthetic_store({{40, 2, 100, "a.txt", "A"}})));
+    if (!on_disk.isEmpty()) {
+        const QString created = folder.path() + "/" + on_disk;
+        QVERIFY(as_dangling_link ? QFile::link("nowhere", created) : write_file(created, "x"));
+    }
+
+    // The file store stands in for every path, as if it could not tell.
+    auto store = SpotlightIndexStore::wrap(root, std::make_unique<FileStoreStandIn>());
+    QVERIFY(store);
+    auto item = store->create_item(folder.path() + "/" + asked);
+    QCOMPARE(bool(item), expected_display_name.kind != MetadataValue::Kind::Null);
+    if (item)
+        QCOMPARE(item->copy_attribute("kMDItemDisplayName"), expected_display_name);
 }
 
 void tst_spotlight_index::volume_without_usable_index_data()
@@ -547,6 +588,7 @@ void tst_spotlight_index::store_files_merge()
     const QString folder = synthetic_store_folder(volume.path());
     QVERIFY(write_file(folder + "/store.db", synthetic_store(store_db)));
     QVERIFY(write_file(folder + "/.store.db", synthetic_store(dot_store_db)));
+    QVERIFY(write_file(volume.path() + "/" + path, "x"));
 
     auto store = SpotlightIndexStore::wrap(volume.path(), nullptr);
     QVERIFY(store);
@@ -567,6 +609,13 @@ void tst_spotlight_index::hundred_thousand_items_index_in_seconds()
     }
     QTemporaryDir volume;
     QVERIFY(write_file(synthetic_store_folder(volume.path()) + "/store.db", synthetic_store(items)));
+    const auto asked = [&](int folder, int file) {
+        return volume.path() + QString("/folder %1/file %2.txt").arg(folder).arg(file);
+    };
+    for (int folder = 0; folder < 100; folder += 7) {
+        for (int file = 0; file < 1000; file += 97)
+            QVERIFY(write_file(asked(folder, file), "x"));
+    }
 
     QElapsedTimer timer;
     timer.start();
@@ -574,7 +623,7 @@ void tst_spotlight_index::hundred_thousand_items_index_in_seconds()
     QVERIFY(store);
     for (int folder = 0; folder < 100; folder += 7) {
         for (int file = 0; file < 1000; file += 97) {
-            auto item = store->create_item(volume.path() + QString("/folder %1/file %2.txt").arg(folder).arg(file));
+            auto item = store->create_item(asked(folder, file));
             QVERIFY(item);
             QCOMPARE(item->copy_attribute("kMDItemDisplayName"),
                      MetadataValue::from_text(QString("display %1/%2").arg(folder).arg(file)));

@@ -3,7 +3,10 @@
 
 #include "test_case.h"
 
+#include <QDir>
 #include <QDirIterator>
+#include <QFile>
+#include <QTemporaryDir>
 #include <QtTest>
 
 namespace {
@@ -13,6 +16,31 @@ const QString fixtures = QStringLiteral(VANTREL_FIXTURES_DIR "/spotlight/");
 // The LICENSE file's dates in each volume's index, in seconds since 1970.
 const QString indexed_10_13 = QStringLiteral("1687458846");
 const QString indexed_12 = QStringLiteral("1687237824");
+
+// Every entry beneath a folder with its size: what a run must leave as it was.
+QStringList snapshot(const QString &root)
+{
+    QDirIterator entries(root, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
+                         QDirIterator::Subdirectories);
+    QStringList listed;
+    while (entries.hasNext())
+        listed.append(entries.next() + QString::number(entries.fileInfo().size()));
+    return listed;
+}
+
+// Copies a volume's files, hidden ones and its index included, to target.
+bool copy_volume(const QString &volume, const QString &target)
+{
+    QDirIterator files(volume, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
+                       QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString path = files.next();
+        const QString copy = target + path.mid(volume.size());
+        if (files.fileInfo().isDir() ? !QDir().mkpath(copy) : !QFile::copy(path, copy))
+            return false;
+    }
+    return true;
+}
 
 } // namespace
 
@@ -25,6 +53,8 @@ private slots:
     void timestamps_run();
     void full_metadata_run_data();
     void full_metadata_run();
+    void left_click_on_deleted_indexed_file_data();
+    void left_click_on_deleted_indexed_file();
 };
 
 void tst_spotlight_volume_runs::timestamps_run_data()
@@ -47,7 +77,7 @@ void tst_spotlight_volume_runs::timestamps_run()
     test_case.create_timestamps_db();
 
     QCOMPARE(test_case.run("1").lines, QStringList());
-    const auto rows = TestCase::rows(test_case.database("apple_timestamps.sqlite"),
+    const auto rows = TestCase::rows(test_case.timestamps_db(),
                                      "select content_creation_date, content_modification_date, date_added, "
                                      "useddates, filesystem_record from files order by rowid");
     QCOMPARE(rows.size(), 2);
@@ -77,14 +107,10 @@ void tst_spotlight_volume_runs::full_metadata_run()
     test_case.create_file_system_db({{1, "/LICENSE"}});
     test_case.create_metadata_db(keys);
 
-    QDirIterator before_run(fixtures + volume, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
-                            QDirIterator::Subdirectories);
-    QStringList volume_files;
-    while (before_run.hasNext())
-        volume_files.append(before_run.next() + QString::number(before_run.fileInfo().size()));
+    const QStringList volume_files = snapshot(fixtures + volume);
 
     QCOMPARE(test_case.run("2", QString(), keys, keys).lines, QStringList());
-    const auto rows = TestCase::rows(test_case.database("apple_metadata.sqlite"),
+    const auto rows = TestCase::rows(test_case.metadata_db(),
                                      "select kMDItemContentType, kMDItemKind, kMDItemDateAdded, kMDItemFSName, "
                                      "kMDItemFSSize, kMDItemContentTypeTree from files");
     QCOMPARE(rows.size(), 1);
@@ -92,12 +118,41 @@ void tst_spotlight_volume_runs::full_metadata_run()
                                    "public.data;public.item"};
     QCOMPARE(rows[0], expected);
     // The index is only read: nothing is written beside it.
-    QDirIterator after_run(fixtures + volume, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
-                           QDirIterator::Subdirectories);
-    QStringList files_after;
-    while (after_run.hasNext())
-        files_after.append(after_run.next() + QString::number(after_run.fileInfo().size()));
-    QCOMPARE(files_after, volume_files);
+    QCOMPARE(snapshot(fixtures + volume), volume_files);
+}
+
+void tst_spotlight_volume_runs::left_click_on_deleted_indexed_file_data()
+{
+    timestamps_run_data();
+}
+
+void tst_spotlight_volume_runs::left_click_on_deleted_indexed_file()
+{
+    QFETCH(QString, volume);
+    QFETCH(QString, indexed_date);
+
+    const QStringList keys = {"kMDItemContentType", "kMDItemKind", "kMDItemDateAdded", "kMDItemFSName"};
+    QTemporaryDir copy;
+    QVERIFY(copy_volume(fixtures + volume, copy.path()));
+    TestCase test_case;
+    test_case.set_source_root(copy.path());
+    test_case.create_file_system_db({{1, "/LICENSE"}});
+    test_case.create_metadata_db(keys);
+    const QString select = "select kMDItemContentType, kMDItemKind, kMDItemDateAdded, kMDItemFSName, "
+                           "filesystem_record from files";
+
+    // The copy's index is read: the file has its indexed values.
+    QCOMPARE(test_case.run("4", "/LICENSE", keys, keys).lines, QStringList());
+    QCOMPARE(TestCase::rows(test_case.database("apple_metadata.sqlite"), select),
+             (QList<QVariantList>{{"public.data", "Document", indexed_date, "LICENSE", 1}}));
+
+    // Deleted since the volume was indexed: no item, so empty texts, not NULLs.
+    QVERIFY(QFile::remove(copy.path() + "/LICENSE"));
+    QCOMPARE(test_case.run("4", "/LICENSE", keys, keys).lines, QStringList());
+    const auto rows = TestCase::rows(test_case.database("apple_metadata.sqlite"), select);
+    QCOMPARE(rows, (QList<QVariantList>{{"", "", "", "", 1}}));
+    for (int column = 0; column < keys.size(); ++column)
+        QVERIFY2(!rows[0][column].isNull(), qPrintable(keys[column] + " is NULL"));
 }
 
 QTEST_GUILESS_MAIN(tst_spotlight_volume_runs)

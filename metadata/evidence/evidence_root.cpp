@@ -2,14 +2,26 @@
 
 #include <QFile>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <deque>
+#include <memory>
+#include <vector>
 
 namespace {
+
+// As many links as the kernel follows in one lookup before it gives up.
+constexpr int max_links = 40;
+// Longer link targets than the system's own limit are damage.
+constexpr qsizetype max_link_target = 4096;
+
+std::atomic<bool> component_walk_forced{false};
 
 long call_openat2(int dirfd, const char *path, std::uint64_t flags, std::uint64_t resolve)
 {
@@ -19,18 +31,74 @@ long call_openat2(int dirfd, const char *path, std::uint64_t flags, std::uint64_
     return ::syscall(SYS_openat2, dirfd, path, &how, sizeof how);
 }
 
+// O_PATH opens read nothing, and openat2 refuses O_NOATIME beside them.
+int without_atime(int flags)
+{
+    return (flags & O_PATH) ? flags : flags | O_NOATIME;
+}
+
 // Opens through openat2 and, where the kernel refuses O_NOATIME (a file
 // this user does not own), once more without it.
-int open_without_atime(int dirfd, const char *path, int flags, std::uint64_t resolve)
+int openat2_without_atime(int dirfd, const char *path, int flags, std::uint64_t resolve)
 {
-    for (;;) {
-        long fd = call_openat2(dirfd, path, std::uint64_t(flags) | O_NOATIME, resolve);
+    // The kernel answers EAGAIN when a rename elsewhere raced the lookup
+    // and it can't vouch for staying beneath the root; a few tries settle it.
+    for (int attempt = 0;; ++attempt) {
+        long fd = call_openat2(dirfd, path, std::uint64_t(without_atime(flags)), resolve);
         if (fd < 0 && errno == EPERM)
             fd = call_openat2(dirfd, path, std::uint64_t(flags), resolve);
-        if (fd < 0 && errno == EINTR)
+        if (fd < 0 && (errno == EINTR || (errno == EAGAIN && attempt < 8)))
             continue;
         return int(fd);
     }
+}
+
+// The same for one component looked up in an open folder.
+int openat_without_atime(int dirfd, const char *name, int flags)
+{
+    for (;;) {
+        int fd = ::openat(dirfd, name, without_atime(flags));
+        if (fd < 0 && errno == EPERM)
+            fd = ::openat(dirfd, name, flags);
+        if (fd < 0 && errno == EINTR)
+            continue;
+        return fd;
+    }
+}
+
+// Whether this kernel lets the process resolve beneath a root: openat2
+// is missing before Linux 5.6, and sandboxes often forbid it (ENOSYS or
+// EPERM from a seccomp filter). Looking up the root itself can fail for
+// no other reason, so any failure means walking.
+bool kernel_resolves_in_root(int root)
+{
+    const UniqueFd probe(int(call_openat2(root, ".", O_PATH | O_CLOEXEC, RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS)));
+    return probe.valid();
+}
+
+// Puts the components of path before those still pending. "." stays, so
+// that in "link/." the link is a middle component and is followed, as the
+// kernel does; a trailing separator means the same.
+void append_components(std::deque<QByteArray> &pending, QByteArrayView path)
+{
+    std::deque<QByteArray> parts;
+    for (const QByteArray &part : path.toByteArray().split('/')) {
+        if (!part.isEmpty())
+            parts.push_back(part);
+    }
+    if (path.endsWith('/') && !parts.empty())
+        parts.push_back(".");
+    pending.insert(pending.begin(), parts.begin(), parts.end());
+}
+
+std::optional<QByteArray> read_link(int link)
+{
+    QByteArray target(max_link_target + 1, Qt::Uninitialized);
+    const ssize_t length = ::readlinkat(link, "", target.data(), std::size_t(target.size()));
+    if (length <= 0 || length > max_link_target)
+        return std::nullopt;
+    target.truncate(qsizetype(length));
+    return target;
 }
 
 } // namespace
@@ -42,13 +110,25 @@ EvidenceRoot::EvidenceRoot(const QString &volume_root)
     if (native.contains('\0'))
         return;
     root_.reset(::open(native.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (root_ && (component_walk_forced || !kernel_resolves_in_root(root_.get())))
+        resolution_ = Resolution::ComponentWalk;
+}
+
+void EvidenceRoot::force_component_walk(bool forced)
+{
+    component_walk_forced = forced;
 }
 
 std::optional<QByteArray> EvidenceRoot::relative_path(const QString &full_path) const
 {
     if (!full_path.startsWith(volume_root_))
         return std::nullopt;
-    QByteArray relative = QFile::encodeName(full_path.mid(volume_root_.size()));
+    const QString rest = full_path.mid(volume_root_.size());
+    // "/Volumes/Data" + "2/x" names a sibling of the volume, not a file on it.
+    if (!rest.isEmpty() && !rest.startsWith(QLatin1Char('/')) && !volume_root_.isEmpty()
+        && !volume_root_.endsWith(QLatin1Char('/')))
+        return std::nullopt;
+    QByteArray relative = QFile::encodeName(rest);
     if (relative.contains('\0'))
         return std::nullopt;
     while (relative.startsWith('/'))
@@ -60,11 +140,63 @@ UniqueFd EvidenceRoot::open_beneath(QByteArrayView relative, int flags, Links li
 {
     if (!root_.valid() || relative.contains('\0'))
         return UniqueFd();
+    flags |= O_NOFOLLOW | O_CLOEXEC;
+    if (resolution_ == Resolution::ComponentWalk)
+        return walk_beneath(relative, flags, links);
     QByteArray path = relative.isEmpty() ? QByteArray(".") : relative.toByteArray();
     std::uint64_t resolve = RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS;
     if (links == Links::Refused)
         resolve |= RESOLVE_NO_SYMLINKS;
-    return UniqueFd(open_without_atime(root_.get(), path.constData(), flags | O_NOFOLLOW | O_CLOEXEC, resolve));
+    return UniqueFd(openat2_without_atime(root_.get(), path.constData(), flags, resolve));
+}
+
+UniqueFd EvidenceRoot::walk_beneath(QByteArrayView relative, int flags, Links links) const
+{
+    // Every folder passed on the way down stays open, so ".." goes back up
+    // by what was opened, never by asking the file system for a parent
+    // (which could lie above the root, or have been moved out of it).
+    std::vector<UniqueFd> folders;
+    folders.emplace_back(::fcntl(root_.get(), F_DUPFD_CLOEXEC, 0));
+    if (!folders.back())
+        return UniqueFd();
+    std::deque<QByteArray> pending;
+    append_components(pending, relative);
+    int links_followed = 0;
+
+    while (!pending.empty()) {
+        const QByteArray name = pending.front();
+        pending.pop_front();
+        if (name == ".")
+            continue;
+        if (name == "..") {
+            if (folders.size() > 1)
+                folders.pop_back();
+            continue;
+        }
+        const int folder = folders.back().get();
+        if (pending.empty())
+            return UniqueFd(openat_without_atime(folder, name.constData(), flags));
+
+        UniqueFd step(::openat(folder, name.constData(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        struct stat status = {};
+        if (!step || ::fstat(step.get(), &status) != 0)
+            return UniqueFd();
+        if (S_ISDIR(status.st_mode)) {
+            folders.push_back(std::move(step));
+            continue;
+        }
+        if (!S_ISLNK(status.st_mode) || links == Links::Refused || ++links_followed > max_links)
+            return UniqueFd();
+        const std::optional<QByteArray> target = read_link(step.get());
+        if (!target)
+            return UniqueFd();
+        // An absolute target is a place on the volume: start again at its root.
+        if (target->startsWith('/'))
+            folders.resize(1);
+        append_components(pending, *target);
+    }
+    // The path named a folder on the way ("", ".", "a/.."): open that one.
+    return UniqueFd(openat_without_atime(folders.back().get(), ".", flags));
 }
 
 UniqueFd EvidenceRoot::open_object(QByteArrayView relative, Links links) const
@@ -83,33 +215,43 @@ std::optional<struct statx> EvidenceRoot::look_at(QByteArrayView relative, Links
     return status;
 }
 
-UniqueFd EvidenceRoot::open_regular_file(QByteArrayView relative, Links links) const
+UniqueFd EvidenceRoot::open_typed(QByteArrayView relative, int flags, mode_t type, Links links) const
 {
-    // Non-blocking, so that a pipe put in a file's place can't stall the
-    // run; then only what really is a regular file is kept.
-    UniqueFd file = open_beneath(relative, O_RDONLY | O_NONBLOCK | O_NOCTTY, links);
+    // Opening a device can act on it (a tape rewinds, a watchdog starts)
+    // and opening a pipe can wait for a writer: look first, open only the
+    // wanted type, non-blocking all the same, and check again what came.
     struct stat status = {};
-    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
+    const UniqueFd object = open_object(relative, links);
+    if (!object || ::fstat(object.get(), &status) != 0 || (status.st_mode & S_IFMT) != type)
+        return UniqueFd();
+    const dev_t device = status.st_dev;
+    const ino_t inode = status.st_ino;
+    UniqueFd file = open_beneath(relative, flags | O_RDONLY | O_NONBLOCK | O_NOCTTY, links);
+    if (!file || ::fstat(file.get(), &status) != 0 || (status.st_mode & S_IFMT) != type
+        || status.st_dev != device || status.st_ino != inode)
         return UniqueFd();
     return file;
 }
 
-UniqueFd EvidenceRoot::open_directory(QByteArrayView relative, Links links) const
+UniqueFd EvidenceRoot::open_regular_file(QByteArrayView relative, Links links) const
 {
-    return open_beneath(relative, O_RDONLY | O_DIRECTORY | O_NONBLOCK, links);
+    return open_typed(relative, 0, S_IFREG, links);
 }
 
-std::optional<QByteArray> EvidenceRoot::read_small_file(QByteArrayView relative, qint64 max_size, Links links) const
+UniqueFd EvidenceRoot::open_directory(QByteArrayView relative, Links links) const
 {
-    const UniqueFd file = open_regular_file(relative, links);
-    struct stat status = {};
-    if (!file || ::fstat(file.get(), &status) != 0 || status.st_size > max_size)
-        return std::nullopt;
-    // Read no further than the limit, whatever the file grows to meanwhile.
-    QByteArray content(qsizetype(status.st_size), Qt::Uninitialized);
+    return open_typed(relative, O_DIRECTORY, S_IFDIR, links);
+}
+
+QByteArray EvidenceRoot::read_at(const UniqueFd &file, qint64 offset, qint64 length)
+{
+    if (!file || offset < 0 || length <= 0)
+        return QByteArray();
+    QByteArray content(qsizetype(length), Qt::Uninitialized);
     qsizetype filled = 0;
     while (filled < content.size()) {
-        const ssize_t got = ::pread(file.get(), content.data() + filled, std::size_t(content.size() - filled), filled);
+        const ssize_t got = ::pread(file.get(), content.data() + filled, std::size_t(content.size() - filled),
+                                    off_t(offset + filled));
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0)
@@ -118,4 +260,38 @@ std::optional<QByteArray> EvidenceRoot::read_small_file(QByteArrayView relative,
     }
     content.truncate(filled);
     return content;
+}
+
+std::optional<QByteArray> EvidenceRoot::read_small_file(QByteArrayView relative, qint64 max_size, Links links) const
+{
+    const UniqueFd file = open_regular_file(relative, links);
+    struct stat status = {};
+    if (!file || ::fstat(file.get(), &status) != 0 || status.st_size > max_size)
+        return std::nullopt;
+    // Read no further than the size seen, whatever the file grows to meanwhile.
+    return read_at(file, 0, status.st_size);
+}
+
+std::optional<QList<QByteArray>> EvidenceRoot::list_directory(QByteArrayView relative, int max_entries,
+                                                              Links links) const
+{
+    UniqueFd folder = open_directory(relative, links);
+    if (!folder)
+        return std::nullopt;
+    // The descriptor was opened with O_NOATIME where allowed, and reading
+    // the entries through it keeps the folder's access time as it was.
+    const std::unique_ptr<DIR, int (*)(DIR *)> listing(::fdopendir(folder.get()), &::closedir);
+    if (!listing)
+        return std::nullopt;
+    folder.release(); // the listing owns it now
+    QList<QByteArray> names;
+    while (names.size() < max_entries) {
+        const struct dirent *entry = ::readdir(listing.get());
+        if (!entry)
+            break;
+        const QByteArray name(entry->d_name);
+        if (name != "." && name != "..")
+            names.append(name);
+    }
+    return names;
 }

@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QByteArrayView>
+#include <QList>
 #include <QString>
 
 #include <sys/stat.h>
@@ -17,7 +18,7 @@
 // The last component of a path is never followed, so a link is looked at
 // as itself. Files are opened read-only, without blocking and without
 // moving their access time; only regular files and folders are opened for
-// reading.
+// reading, so a pipe, socket or device is never opened for reading at all.
 class EvidenceRoot
 {
 public:
@@ -27,15 +28,24 @@ public:
         Refused,    // any link in the path refuses it (the volume's own index)
     };
 
+    // How paths are resolved beneath the root.
+    enum class Resolution {
+        Kernel,        // the kernel resolves in the root (openat2)
+        ComponentWalk, // one component at a time, where openat2 is missing or forbidden
+    };
+
     // Opens the volume root; is_open() tells whether it could be.
     explicit EvidenceRoot(const QString &volume_root);
 
     bool is_open() const { return root_.valid(); }
     const QString &volume_root() const { return volume_root_; }
+    // How this root resolves paths, chosen when it was opened.
+    Resolution resolution() const { return resolution_; }
 
     // A full path (the volume root directly followed by a stored path) as a
     // path relative to the root ("" for the root itself); nullopt when it
-    // does not start with the root or holds a zero character.
+    // does not start with the root at a component boundary or holds a zero
+    // character.
     std::optional<QByteArray> relative_path(const QString &full_path) const;
 
     // The file-system facts of the object itself; nullopt when it cannot be
@@ -57,12 +67,31 @@ public:
     std::optional<QByteArray> read_small_file(QByteArrayView relative, qint64 max_size,
                                               Links links = Links::InsideRoot) const;
 
+    // The names in a folder ("." and ".." left out), at most max_entries of
+    // them, listed without moving the folder's access time; nullopt when it
+    // is no folder or cannot be read.
+    std::optional<QList<QByteArray>> list_directory(QByteArrayView relative, int max_entries,
+                                                    Links links = Links::InsideRoot) const;
+
+    // Up to length bytes of an open file from offset, fewer where it ends
+    // or fails; the descriptor's own position is left alone.
+    static QByteArray read_at(const UniqueFd &file, qint64 offset, qint64 length);
+
+    // Makes roots opened from now on walk paths component by component even
+    // where the kernel could resolve them (tests of the walk).
+    static void force_component_walk(bool forced);
+
 private:
     // Resolves relative beneath the root with the given open flags.
     UniqueFd open_beneath(QByteArrayView relative, int flags, Links links) const;
+    UniqueFd walk_beneath(QByteArrayView relative, int flags, Links links) const;
+    // Opens the object for reading when it is of the wanted type (S_IFREG
+    // or S_IFDIR), looked at first so that nothing else is ever opened.
+    UniqueFd open_typed(QByteArrayView relative, int flags, mode_t type, Links links) const;
 
     QString volume_root_;
     UniqueFd root_;
+    Resolution resolution_ = Resolution::Kernel;
 };
 
 #endif // EVIDENCE_ROOT_H

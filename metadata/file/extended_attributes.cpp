@@ -35,11 +35,13 @@ std::optional<QByteArray> read_grown(Call call)
 
 } // namespace
 
-ExtendedAttributes::ExtendedAttributes(QByteArray native_path)
-    : path(std::move(native_path))
+ExtendedAttributes::ExtendedAttributes(UniqueFd object)
+    : object_(std::move(object))
 {
+    if (!object_)
+        return;
     const std::optional<QByteArray> listed = read_grown([this](char *buffer, std::size_t size) {
-        return llistxattr(path.constData(), buffer, size);
+        return flistxattr(object_.get(), buffer, size);
     });
     if (!listed)
         return;
@@ -80,6 +82,6 @@ std::optional<QByteArray> ExtendedAttributes::read(QByteArrayView name) const
         return std::nullopt;
     const QByteArray terminated = name.toByteArray();
     return read_grown([this, &terminated](char *buffer, std::size_t size) {
-        return lgetxattr(path.constData(), terminated.constData(), buffer, size);
+        return fgetxattr(object_.get(), terminated.constData(), buffer, size);
     });
 }

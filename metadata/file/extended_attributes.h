@@ -1,6 +1,8 @@
 #ifndef EXTENDED_ATTRIBUTES_H
 #define EXTENDED_ATTRIBUTES_H
 
+#include "evidence/unique_fd.h"
+
 #include <QByteArray>
 #include <QByteArrayView>
 
@@ -8,16 +10,17 @@
 #include <utility>
 #include <vector>
 
-// The extended attributes of one file-system object, never those of the
-// file a symbolic link points to: a link inside the evidence must not lead
-// to a file of the examining machine. The names are listed once, when the
-// object is looked at; contents are read only when asked for.
+// The extended attributes of one file-system object, read through a
+// descriptor the evidence root opened: only regular files and folders are
+// opened, so links, pipes, sockets and devices have none. The names are
+// listed once, when the object is looked at; contents are read only when
+// asked for.
 class ExtendedAttributes
 {
 public:
-    // Lists the names of the attributes of the object at native_path; an
-    // object whose attributes cannot be listed has none.
-    explicit ExtendedAttributes(QByteArray native_path);
+    // Lists the names of the attributes of the open object; an invalid
+    // descriptor, or one whose attributes cannot be listed, has none.
+    explicit ExtendedAttributes(UniqueFd object);
 
     // Whether the object has an attribute of that name.
     bool contains(QByteArrayView name) const;
@@ -31,7 +34,7 @@ public:
     std::optional<QByteArray> read(QByteArrayView name) const;
 
 private:
-    QByteArray path;
+    UniqueFd object_;
     QByteArray names; // each name followed by a zero byte, as listed
     // Where each name lies in names, found once: a run asks every file
     // about every key.

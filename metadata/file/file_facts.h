@@ -1,10 +1,12 @@
 #ifndef FILE_FACTS_H
 #define FILE_FACTS_H
 
-#include <QByteArray>
+#include <QByteArrayView>
 
 #include <cstdint>
 #include <optional>
+
+class EvidenceRoot;
 
 // What the file system records of one object: the object itself, a
 // symbolic link included, never the file it points to. A fact the file
@@ -12,6 +14,7 @@
 struct FileFacts
 {
     bool is_regular_file = false;
+    bool is_directory = false;
     std::optional<std::uint64_t> size;
     std::optional<std::uint32_t> mode;             // type and permission bits
     std::optional<std::uint64_t> allocated_blocks; // of 512 bytes
@@ -21,8 +24,9 @@ struct FileFacts
     std::optional<std::uint32_t> owner_group_id;
 };
 
-// The facts of the object at native_path, or nullopt when the object cannot
-// be looked up (it does not exist, or its folder cannot be searched).
-std::optional<FileFacts> read_file_facts(const QByteArray &native_path);
+// The facts of the object at relative beneath the volume root, or nullopt
+// when it cannot be reached there (it does not exist, or a folder on the
+// way cannot be searched).
+std::optional<FileFacts> read_file_facts(const EvidenceRoot &root, QByteArrayView relative);
 
 #endif // FILE_FACTS_H

@@ -3,9 +3,9 @@
 #include "extended_attributes.h"
 #include "file_facts.h"
 #include "property_list_value.h"
+#include "importers/file_content.h"
 #include "type_identity/type_identity.h"
 
-#include <QFile>
 
 #include <cstdint>
 #include <cstring>
@@ -22,8 +22,10 @@ constexpr QByteArrayView metadata_prefix = "com.apple.metadata:";
 class FileMetadataItem : public MetadataItem
 {
 public:
-    FileMetadataItem(const TypeIdentity &type_identity, QString path, QByteArray native_path, FileFacts facts)
-        : path(std::move(path)), facts(std::move(facts)), attributes(std::move(native_path)),
+    FileMetadataItem(const TypeIdentity &type_identity, QString path, FileFacts facts, UniqueFd attribute_source,
+                     std::unique_ptr<FileContent> content)
+        : path(std::move(path)), facts(std::move(facts)), attributes(std::move(attribute_source)),
+          content(std::move(content)),
           identity(type_identity, this->path, name().text, this->facts,
                    [this](QByteArrayView name) { return read_macos_attribute(name); })
     {
@@ -58,6 +60,7 @@ private:
     const QString path;
     const FileFacts facts;
     const ExtendedAttributes attributes;
+    const std::unique_ptr<FileContent> content;
     // What the file is: type, kind, Finder information.
     const TypeIdentityItem identity;
 };
@@ -84,6 +87,11 @@ MetadataValue FileMetadataItem::copy_attribute(const QString &key)
     name += key.toUtf8();
     if (const std::optional<QByteArray> stored = read_macos_attribute(name))
         return property_list_value(*stored);
+    if (content) {
+        MetadataValue imported = content->value(key);
+        if (imported.kind != MetadataValue::Kind::Null)
+            return imported;
+    }
     return derived_value(key);
 }
 
@@ -226,8 +234,8 @@ MetadataValue FileMetadataItem::where_froms() const
 
 } // namespace
 
-FileMetadataStore::FileMetadataStore(const QString &volume_root)
-    : type_identity_(std::make_unique<TypeIdentity>(volume_root))
+FileMetadataStore::FileMetadataStore(const QString &volume_root, std::unique_ptr<FileContentSource> content)
+    : root_(volume_root), content_(std::move(content)), type_identity_(std::make_unique<TypeIdentity>(root_))
 {
 }
 
@@ -235,13 +243,22 @@ FileMetadataStore::~FileMetadataStore() = default;
 
 std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path)
 {
-    const QByteArray native_path = QFile::encodeName(path);
-    // The system would read such a path only up to its zero byte: a
-    // different file.
-    if (native_path.contains('\0'))
+    // A path with a zero byte would be read only up to it: a different file.
+    const std::optional<QByteArray> relative = root_.relative_path(path);
+    if (path.isEmpty() || !relative)
         return nullptr;
-    std::optional<FileFacts> facts = read_file_facts(native_path);
+    std::optional<FileFacts> facts = read_file_facts(root_, *relative);
     if (!facts)
         return nullptr;
-    return std::make_unique<FileMetadataItem>(*type_identity_, path, native_path, std::move(*facts));
+    // Attributes are read from regular files and folders only; a link's row
+    // describes the link, and pipes, sockets and devices are never opened.
+    UniqueFd attribute_source;
+    if (facts->is_regular_file)
+        attribute_source = root_.open_regular_file(*relative);
+    else if (facts->is_directory)
+        attribute_source = root_.open_directory(*relative);
+    std::unique_ptr<FileContent> content =
+        content_ && facts->is_regular_file ? content_->content_of(path) : nullptr;
+    return std::make_unique<FileMetadataItem>(*type_identity_, path, std::move(*facts),
+                                              std::move(attribute_source), std::move(content));
 }

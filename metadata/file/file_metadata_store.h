@@ -1,6 +1,8 @@
 #ifndef FILE_METADATA_STORE_H
 #define FILE_METADATA_STORE_H
 
+#include "evidence/evidence_root.h"
+#include "importers/file_content.h"
 #include "metadata_store.h"
 
 class TypeIdentity;
@@ -11,23 +13,32 @@ class TypeIdentity;
 // else, for the keys that describe the file itself (name, path, size,
 // dates, owner, tags, download origin), from the file system, and what the
 // file is (type, kind, bundle and Finder facts) from its type identity.
-// Symbolic links are looked at, never followed.
+// Every file is reached beneath the volume root; the last component of a
+// path is looked at, never followed.
+//
+// Where a content source is given, what a regular file's content says
+// stands between the two: below the file's own attribute, above what the
+// file system says (a photo's capture time over its birth time).
 class FileMetadataStore : public MetadataStore
 {
 public:
-    // Files are looked up as given; what a file is (type, kind, Finder
-    // information) is read beneath volume_root.
-    explicit FileMetadataStore(const QString &volume_root = QString());
+    // The files beneath volume_root ("" is the machine's own root), their
+    // content read through content where one is given.
+    explicit FileMetadataStore(const QString &volume_root = QString(),
+                               std::unique_ptr<FileContentSource> content = nullptr);
     ~FileMetadataStore() override;
 
     // The supplier of type and Finder facts, for wiring its kind texts.
     TypeIdentity &type_identity() { return *type_identity_; }
 
-    // The item of an object that exists at path; nullptr for a missing or
-    // empty path or an object that cannot be looked up.
+    // The item of an object that exists at path beneath the root; nullptr
+    // for a missing or empty path, a path outside the root or an object
+    // that cannot be looked up.
     std::unique_ptr<MetadataItem> create_item(const QString &path) override;
 
 private:
+    EvidenceRoot root_;
+    std::unique_ptr<FileContentSource> content_;
     std::unique_ptr<TypeIdentity> type_identity_;
 };
 

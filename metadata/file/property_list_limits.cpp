@@ -45,8 +45,9 @@ public:
     {
         if (!read_trailer())
             return false;
-        std::uint64_t nodes = 0;
-        return measure(root, &nodes) && nodes <= limits.max_nodes;
+        Weight weight;
+        return measure(root, &weight) && weight.nodes <= limits.max_nodes
+            && weight.bytes <= limits.max_expanded_bytes;
     }
 
 private:
@@ -59,12 +60,20 @@ private:
         std::uint64_t count = 0; // references, keys and values together
     };
 
+    // What an object costs once built: its nodes, and the bytes of text
+    // and data they hold.
+    struct Weight
+    {
+        std::uint64_t nodes = 0;
+        std::uint64_t bytes = 0;
+    };
+
     struct Frame
     {
         std::uint64_t object;
         Container container;
         std::uint64_t next = 0;
-        std::uint64_t nodes = 1;
+        Weight weight;
     };
 
     enum class Visit : unsigned char { Unseen, Open, Measured };
@@ -89,7 +98,7 @@ private:
             return false;
         offset_table = data + table_offset;
         visits.assign(object_count, Visit::Unseen);
-        measured_nodes.assign(object_count, 0);
+        measured.assign(object_count, Weight());
         return true;
     }
 
@@ -137,6 +146,31 @@ private:
         return true;
     }
 
+    // The bytes a data or string object stands for; 0 for other objects and
+    // for a length the parser will refuse anyway.
+    std::uint64_t payload_bytes(const unsigned char *at) const
+    {
+        const unsigned type = at[0] >> 4;
+        if (type != 0x4 && type != 0x5 && type != 0x6)
+            return 0;
+        const unsigned char *end = offset_table;
+        const unsigned char *cursor = at + 1;
+        std::uint64_t count = at[0] & 0x0F;
+        if (count == 0x0F) {
+            if (cursor >= end || (cursor[0] >> 4) != 0x1)
+                return 0;
+            const std::uint64_t width = std::uint64_t(1) << (cursor[0] & 0x0F);
+            ++cursor;
+            if (width > 8 || width > std::uint64_t(end - cursor))
+                return 0;
+            count = read_big_endian(cursor, width);
+        }
+        // UTF-16 text takes two bytes a character; the ceiling keeps the
+        // doubling from overflowing.
+        count = std::min(count, limits.max_expanded_bytes + 1);
+        return type == 0x6 ? 2 * count : count;
+    }
+
     bool open(std::uint64_t object, std::vector<Frame> *stack)
     {
         if (stack->size() >= limits.max_depth)
@@ -145,33 +179,41 @@ private:
         Frame frame{object, Container()};
         if (!at || !read_container(at, &frame.container))
             return false;
+        frame.weight = Weight{1, payload_bytes(at)};
         visits[object] = Visit::Open;
         stack->push_back(frame);
         return true;
     }
 
-    bool measure(std::uint64_t start, std::uint64_t *nodes)
+    // Adds a child's weight to its container's; false once either count
+    // passes its limit. Counts stop growing just past the limits, so sums
+    // cannot overflow.
+    bool add_weight(Weight *to, const Weight &child) const
     {
-        // Counts stop growing just past the limit, so sums cannot overflow.
-        const std::uint64_t ceiling = limits.max_nodes + 1;
+        to->nodes = std::min(limits.max_nodes + 1, to->nodes + child.nodes);
+        to->bytes = std::min(limits.max_expanded_bytes + 1, to->bytes + child.bytes);
+        return to->nodes <= limits.max_nodes && to->bytes <= limits.max_expanded_bytes;
+    }
+
+    bool measure(std::uint64_t start, Weight *weight)
+    {
         std::vector<Frame> stack;
         if (!open(start, &stack))
             return false;
         while (!stack.empty()) {
             Frame &frame = stack.back();
             if (frame.next == frame.container.count) {
-                measured_nodes[frame.object] = frame.nodes;
+                measured[frame.object] = frame.weight;
                 visits[frame.object] = Visit::Measured;
-                const std::uint64_t finished = frame.nodes;
+                const Weight finished = frame.weight;
                 stack.pop_back();
                 if (stack.empty()) {
-                    *nodes = finished;
+                    *weight = finished;
                     return true;
                 }
                 Frame &parent = stack.back();
-                parent.nodes = std::min(ceiling, parent.nodes + finished);
                 ++parent.next;
-                if (parent.nodes >= ceiling)
+                if (!add_weight(&parent.weight, finished))
                     return false;
                 continue;
             }
@@ -180,9 +222,8 @@ private:
             if (child >= object_count || visits[child] == Visit::Open)
                 return false; // dangling or circular: the parser refuses it
             if (visits[child] == Visit::Measured) {
-                frame.nodes = std::min(ceiling, frame.nodes + measured_nodes[child]);
                 ++frame.next;
-                if (frame.nodes >= ceiling)
+                if (!add_weight(&frame.weight, measured[child]))
                     return false;
                 continue;
             }
@@ -201,7 +242,7 @@ private:
     std::uint64_t object_count = 0;
     std::uint64_t root = 0;
     std::vector<Visit> visits;
-    std::vector<std::uint64_t> measured_nodes;
+    std::vector<Weight> measured;
 };
 
 // The XML parser recurses only into arrays and dictionaries, so their

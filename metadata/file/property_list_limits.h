@@ -16,6 +16,9 @@ struct PropertyListLimits
     std::uint64_t max_nodes = 1u << 18;     // nodes of the tree once built
     std::uint32_t max_xml_containers = 4096; // "<array" and "<dict" openings
     std::uint64_t max_bytes = 16u << 20;    // whole list, either format
+    // Text and data the built tree holds, a shared object counted once for
+    // every reference to it, as the parser copies it.
+    std::uint64_t max_expanded_bytes = 16u << 20;
 };
 
 // Whether the parser can build the tree of these bytes within the limits.

@@ -31,7 +31,7 @@ private:
 
 SpotlightIndexStore::SpotlightIndexStore(const QString &volume_root, std::unique_ptr<SpotlightVolumeIndex> index,
                                          std::unique_ptr<MetadataStore> fallback)
-    : volume_root_(volume_root), index_(std::move(index)), fallback_(std::move(fallback))
+    : volume_root_(volume_root), evidence_(volume_root), index_(std::move(index)), fallback_(std::move(fallback))
 {
 }
 
@@ -48,6 +48,12 @@ std::unique_ptr<MetadataStore> SpotlightIndexStore::wrap(const QString &volume_r
 
 std::unique_ptr<MetadataItem> SpotlightIndexStore::create_item(const QString &path)
 {
+    // The index outlives the files it describes: a deleted file's values
+    // are no metadata of anything the volume still holds.
+    const std::optional<QByteArray> on_volume = evidence_.relative_path(path);
+    if (!on_volume || !evidence_.look_at(*on_volume))
+        return nullptr;
+
     std::unique_ptr<MetadataItem> fallback_item = fallback_ ? fallback_->create_item(path) : nullptr;
 
     // A file's path is the volume root directly followed by its path on the volume.

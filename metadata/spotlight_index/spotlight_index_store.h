@@ -1,6 +1,7 @@
 #ifndef SPOTLIGHT_INDEX_STORE_H
 #define SPOTLIGHT_INDEX_STORE_H
 
+#include "evidence/evidence_root.h"
 #include "metadata_store.h"
 
 #include <QString>
@@ -11,7 +12,8 @@ class SpotlightVolumeIndex;
 
 // Answers from the volume's own Spotlight index where it holds the file,
 // and from another store (the files themselves) for everything else: the
-// keys the index item lacks, and files the index has no item for.
+// keys the index item lacks, and files the index has no item for. A file
+// the volume no longer holds has no item, whatever the index remembers.
 class SpotlightIndexStore : public MetadataStore
 {
 public:
@@ -27,6 +29,7 @@ public:
 
 private:
     QString volume_root_;
+    EvidenceRoot evidence_;
     std::unique_ptr<SpotlightVolumeIndex> index_;
     std::unique_ptr<MetadataStore> fallback_;
 };

@@ -3,8 +3,13 @@
 #include "spotlight_bytes.h"
 #include "spotlight_string_maps.h"
 
+#include "evidence/evidence_root.h"
+
 #include <QFile>
 #include <QFileInfo>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <lz4.h>
 #include <zlib.h>
@@ -30,26 +35,83 @@ constexpr qint64 max_decompressed_page = 16 * 1024 * 1024;
 // Metadata pages shrink to a half or a quarter; a whole store decompressing
 // to many times its size is a bomb.
 constexpr qint64 decompression_budget_factor = 32;
+// Whatever a store claims, one scan decompresses, reads and visits no more
+// than this: the largest real stores stay well below, and a crafted or
+// sparse one costs seconds, not minutes.
+constexpr qint64 max_scan_decompressed = qint64(4) * 1024 * 1024 * 1024;
+constexpr qint64 max_scan_read = qint64(1) * 1024 * 1024 * 1024;
+constexpr qsizetype max_metadata_pages = 1 << 18;
 constexpr qint64 max_block_map_size = 64 * 1024 * 1024;
 constexpr int page_cache_size = 8;
 
 const char file_name_key[] = "_kMDItemFileName";
 
-class FileSource : public SpotlightByteSource
+// A store file read by pread on its own descriptor, so nothing is read
+// ahead of what a page needs. Where the file has holes, the ranges of
+// stored data are learnt once, so that pages listed in a hole are known
+// to be damage without reading their zeros.
+class DescriptorSource : public SpotlightByteSource
 {
 public:
-    explicit FileSource(const QString &path) : file_(path) {}
-    bool open() { return file_.open(QIODevice::ReadOnly); }
-    qint64 size() const override { return file_.size(); }
+    explicit DescriptorSource(UniqueFd file) : file_(std::move(file))
+    {
+        struct stat status = {};
+        if (::fstat(file_.get(), &status) == 0)
+            size_ = status.st_size;
+    }
+    qint64 size() const override { return size_; }
     QByteArray read(qint64 offset, qint64 length) override
     {
-        if (offset < 0 || length <= 0 || !file_.seek(offset))
+        if (offset < 0 || length <= 0 || offset >= size_)
             return QByteArray();
-        return file_.read(length);
+        return EvidenceRoot::read_at(file_, offset, qMin(length, size_ - offset));
+    }
+    bool holds_data(qint64 offset, qint64 length) override
+    {
+        if (offset < 0 || length < 0 || length > size_ - offset)
+            return false;
+        if (!extents_learnt_)
+            learn_extents();
+        if (extents_.empty())
+            return true; // the file system tells of no holes
+        // The last extent starting at or before offset must cover the range.
+        auto after = std::upper_bound(extents_.begin(), extents_.end(), offset,
+                                      [](qint64 at, const std::pair<qint64, qint64> &e) { return at < e.first; });
+        if (after == extents_.begin())
+            return false;
+        --after;
+        return offset + length <= after->second;
     }
 
 private:
-    QFile file_;
+    void learn_extents()
+    {
+        extents_learnt_ = true;
+        std::vector<std::pair<qint64, qint64>> extents;
+        qint64 at = 0;
+        // A file cut into more pieces than this is treated as holding data throughout.
+        for (int i = 0; i < max_data_extents && at < size_; ++i) {
+            const off_t data = ::lseek(file_.get(), off_t(at), SEEK_DATA);
+            if (data < 0)
+                break; // ENXIO: only a hole is left; anything else: no knowledge
+            const off_t hole = ::lseek(file_.get(), data, SEEK_HOLE);
+            if (hole < 0)
+                return;
+            extents.emplace_back(qint64(data), qint64(hole));
+            at = hole;
+            if (i + 1 == max_data_extents && at < size_)
+                return;
+        }
+        extents_ = std::move(extents);
+        if (extents_.empty())
+            extents_.emplace_back(0, 0); // all of it a hole
+    }
+
+    static constexpr int max_data_extents = 65536;
+    UniqueFd file_;
+    qint64 size_ = 0;
+    bool extents_learnt_ = false;
+    std::vector<std::pair<qint64, qint64>> extents_; // [start, end) of stored data
 };
 
 class MemorySource : public SpotlightByteSource
@@ -148,12 +210,11 @@ struct SpotlightStoreFile::PageHeader
     quint32 decompressed_size = 0; // of compressed pages: with the page header
 };
 
-std::unique_ptr<SpotlightByteSource> SpotlightByteSource::from_file(const QString &path)
+std::unique_ptr<SpotlightByteSource> SpotlightByteSource::from_descriptor(UniqueFd file)
 {
-    auto source = std::make_unique<FileSource>(path);
-    if (!source->open())
+    if (!file)
         return nullptr;
-    return source;
+    return std::make_unique<DescriptorSource>(std::move(file));
 }
 
 std::unique_ptr<SpotlightByteSource> SpotlightByteSource::from_bytes(QByteArray bytes)
@@ -164,22 +225,27 @@ std::unique_ptr<SpotlightByteSource> SpotlightByteSource::from_bytes(QByteArray 
 SpotlightStoreFile::SpotlightStoreFile(std::unique_ptr<SpotlightByteSource> source) : source_(std::move(source)) {}
 
 std::unique_ptr<SpotlightStoreFile> SpotlightStoreFile::open(std::unique_ptr<SpotlightByteSource> source,
-                                                             const QString &string_map_folder)
+                                                             const EvidenceRoot *root,
+                                                             const QByteArray &string_map_folder)
 {
     if (!source)
         return nullptr;
     std::unique_ptr<SpotlightStoreFile> store(new SpotlightStoreFile(std::move(source)));
-    if (!store->read_header(string_map_folder))
+    if (!store->read_header(root, string_map_folder))
         return nullptr;
     return store;
 }
 
 std::unique_ptr<SpotlightStoreFile> SpotlightStoreFile::open_file(const QString &path)
 {
-    return open(SpotlightByteSource::from_file(path), QFileInfo(path).absolutePath());
+    const QFileInfo file(path);
+    const EvidenceRoot folder(file.absolutePath());
+    const QByteArray name = QFile::encodeName(file.fileName());
+    return open(SpotlightByteSource::from_descriptor(folder.open_regular_file(name, EvidenceRoot::Links::Refused)),
+                &folder, QByteArray());
 }
 
-bool SpotlightStoreFile::read_header(const QString &string_map_folder)
+bool SpotlightStoreFile::read_header(const EvidenceRoot *root, const QByteArray &string_map_folder)
 {
     const QByteArray header = source_->read(0, store_header_size);
     if (header.size() < store_header_size || !header.startsWith("8tsd"))
@@ -197,8 +263,8 @@ bool SpotlightStoreFile::read_header(const QString &string_map_folder)
     // Tables: the string maps when the store has them, else the table pages
     // the header points to (attribute names, categories, an unused table,
     // category lists, localized category lists).
-    if (!string_map_folder.isEmpty())
-        spotlight_read_string_map_tables(string_map_folder, tables_);
+    if (root)
+        spotlight_read_string_map_tables(*root, string_map_folder, tables_);
     using List = SpotlightTables::ListTable;
     if (!tables_.has_properties() && table_blocks[0]) {
         read_table_page(table_blocks[0] * block_size, [this](SpotlightByteReader &entry) {
@@ -244,12 +310,17 @@ bool SpotlightStoreFile::read_header(const QString &string_map_folder)
         map_reader.read_u64(highest_id);
         map_reader.read_u32(block);
         map_reader.read_u32(size);
-        if (block != 0)
-            metadata_pages_.push_back(qint64(block) * block_size);
+        // A page past the end of the file, or in a hole of a sparse one,
+        // can hold nothing: it is not even looked at.
+        const qint64 offset = qint64(block) * block_size;
+        if (block != 0 && source_->holds_data(offset, page_header_size))
+            metadata_pages_.push_back(offset);
     }
     // A page listed twice is read once; scanning goes through the file in order.
     std::sort(metadata_pages_.begin(), metadata_pages_.end());
     metadata_pages_.erase(std::unique(metadata_pages_.begin(), metadata_pages_.end()), metadata_pages_.end());
+    if (qsizetype(metadata_pages_.size()) > max_metadata_pages)
+        metadata_pages_.resize(size_t(max_metadata_pages));
     return true;
 }
 
@@ -266,7 +337,7 @@ std::optional<SpotlightStoreFile::PageHeader> SpotlightStoreFile::read_page_head
     reader.read_u32(header.flags);
     reader.read_u32(header.decompressed_size);
     if (header.size > max_page_size || header.used > header.size || header.used < page_header_size
-        || offset + qint64(header.used) > source_->size())
+        || offset + qint64(header.used) > source_->size() || !source_->holds_data(offset, header.used))
         return std::nullopt;
     return header;
 }
@@ -335,14 +406,21 @@ SpotlightScanSummary SpotlightStoreFile::scan(const std::function<void(const Spo
     // Damage can make pages overlap, or claim far more contents than any
     // real index compresses to; neither may multiply the work of a scan.
     qint64 covered_until = 0;
-    qint64 budget = decompression_budget_factor * source_->size() + max_decompressed_page;
+    qint64 budget = qMin(decompression_budget_factor * source_->size() + max_decompressed_page,
+                         max_scan_decompressed);
+    qint64 read_budget = max_scan_read;
     for (qint64 page_offset : metadata_pages_) {
         ++summary.pages;
         QByteArray contents;
-        const PageState state = page_offset < covered_until || budget <= 0
+        qint64 page_end = page_offset;
+        const PageState state = page_offset < covered_until || budget <= 0 || read_budget <= 0
             ? PageState::Damaged
-            : read_page(page_offset, contents, qMin(budget, max_decompressed_page), &covered_until);
+            : read_page(page_offset, contents, qMin(budget, max_decompressed_page), &page_end);
         budget -= contents.size();
+        if (page_end > page_offset) {
+            covered_until = page_end;
+            read_budget -= page_end - page_offset;
+        }
         if (state == PageState::Skipped) {
             ++summary.pages_skipped;
             continue;

@@ -1,6 +1,7 @@
 #ifndef SPOTLIGHT_STORE_FILE_H
 #define SPOTLIGHT_STORE_FILE_H
 
+#include "evidence/unique_fd.h"
 #include "spotlight_record.h"
 #include "spotlight_tables.h"
 
@@ -14,6 +15,8 @@
 #include <utility>
 #include <vector>
 
+class EvidenceRoot;
+
 // Where a store's bytes come from: the file on the volume, or memory.
 class SpotlightByteSource
 {
@@ -22,8 +25,12 @@ public:
     virtual qint64 size() const = 0;
     // Up to length bytes from offset; fewer when the source ends or fails.
     virtual QByteArray read(qint64 offset, qint64 length) = 0;
+    // Whether the range lies wholly in stored data: a range in a hole of a
+    // sparse file holds only zeros, which no page of a real store is.
+    virtual bool holds_data(qint64 offset, qint64 length) { return offset >= 0 && length <= size() - offset; }
 
-    static std::unique_ptr<SpotlightByteSource> from_file(const QString &path);
+    // A regular file opened through the evidence root, read by pread.
+    static std::unique_ptr<SpotlightByteSource> from_descriptor(UniqueFd file);
     static std::unique_ptr<SpotlightByteSource> from_bytes(QByteArray bytes);
 };
 
@@ -63,11 +70,14 @@ class SpotlightStoreFile
 {
 public:
     // The store's tables come from the string maps in string_map_folder
-    // when it holds them, else from the store's own table pages. Nothing
-    // when the source is no store or has no attribute table.
+    // (beneath root, every link refused) when it holds them, else from the
+    // store's own table pages. Nothing when the source is no store or has
+    // no attribute table.
     static std::unique_ptr<SpotlightStoreFile> open(std::unique_ptr<SpotlightByteSource> source,
-                                                    const QString &string_map_folder = QString());
-    // A store file on disk, with the string maps beside it.
+                                                    const EvidenceRoot *root = nullptr,
+                                                    const QByteArray &string_map_folder = QByteArray());
+    // A store file on disk, with the string maps beside it; the file and
+    // the maps are opened as regular files only, never through a link.
     static std::unique_ptr<SpotlightStoreFile> open_file(const QString &path);
 
     SpotlightScanSummary scan(const std::function<void(const SpotlightScannedItem &)> &visit);
@@ -86,7 +96,7 @@ private:
     enum class PageState { Read, Skipped, Damaged };
     struct PageHeader;
 
-    bool read_header(const QString &string_map_folder);
+    bool read_header(const EvidenceRoot *root, const QByteArray &string_map_folder);
     void read_table_page(qint64 offset, const std::function<bool(SpotlightByteReader &)> &add_entry);
     std::optional<PageHeader> read_page_header(qint64 offset);
     // Decompresses at most limit bytes; end receives where the page ends.

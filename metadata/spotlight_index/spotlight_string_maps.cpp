@@ -3,27 +3,16 @@
 #include "spotlight_bytes.h"
 #include "spotlight_tables.h"
 
-#include <QDir>
-#include <QFile>
+#include "evidence/evidence_root.h"
 
 namespace {
 
-// Larger files are no string maps of any real volume; reading them would
-// only cost memory.
+// Larger files are no string maps of any real volume (they name attributes
+// and categories, a few thousand of them); reading them would only cost
+// memory and time.
 constexpr qint64 max_header_size = 4096;
-constexpr qint64 max_offsets_size = 64 * 1024 * 1024;
-constexpr qint64 max_data_size = 512 * 1024 * 1024;
-
-std::optional<QByteArray> read_file(const QString &path, qint64 max_size)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > max_size)
-        return std::nullopt;
-    QByteArray bytes = file.read(file.size());
-    if (file.error() != QFile::NoError)
-        return std::nullopt;
-    return bytes;
-}
+constexpr qint64 max_offsets_size = 16 * 1024 * 1024;
+constexpr qint64 max_data_size = 64 * 1024 * 1024;
 
 } // namespace
 
@@ -53,12 +42,19 @@ std::optional<SpotlightStringMap> SpotlightStringMap::from_bytes(const QByteArra
     return map;
 }
 
-std::optional<SpotlightStringMap> SpotlightStringMap::read(const QString &store_folder, int number)
+std::optional<SpotlightStringMap> SpotlightStringMap::read(const EvidenceRoot &root, const QByteArray &store_folder,
+                                                          int number)
 {
-    const QString base = QDir(store_folder).filePath(QStringLiteral("dbStr-%1.map.").arg(number));
-    const auto header = read_file(base + QLatin1String("header"), max_header_size);
-    const auto offsets = header ? read_file(base + QLatin1String("offsets"), max_offsets_size) : std::nullopt;
-    auto data = offsets ? read_file(base + QLatin1String("data"), max_data_size) : std::nullopt;
+    QByteArray base = store_folder;
+    if (!base.isEmpty() && !base.endsWith('/'))
+        base += '/';
+    base += "dbStr-" + QByteArray::number(number) + ".map.";
+    const auto read_file = [&root, &base](const char *suffix, qint64 max_size) {
+        return root.read_small_file(base + suffix, max_size, EvidenceRoot::Links::Refused);
+    };
+    const auto header = read_file("header", max_header_size);
+    const auto offsets = header ? read_file("offsets", max_offsets_size) : std::nullopt;
+    auto data = offsets ? read_file("data", max_data_size) : std::nullopt;
     if (!data)
         return std::nullopt;
     return from_bytes(*header, *offsets, std::move(*data));
@@ -80,11 +76,12 @@ std::optional<QByteArray> SpotlightStringMap::entry(quint32 number) const
     return QByteArray(bytes, qsizetype(length));
 }
 
-bool spotlight_read_string_map_tables(const QString &store_folder, SpotlightTables &tables)
+bool spotlight_read_string_map_tables(const EvidenceRoot &root, const QByteArray &store_folder,
+                                      SpotlightTables &tables)
 {
     bool read_any = false;
     const auto each_entry = [&](int number, const auto &add) {
-        const auto map = SpotlightStringMap::read(store_folder, number);
+        const auto map = SpotlightStringMap::read(root, store_folder, number);
         if (!map)
             return;
         read_any = true;

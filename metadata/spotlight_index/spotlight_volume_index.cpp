@@ -1,9 +1,14 @@
 #include "spotlight_volume_index.h"
 
-#include <QDir>
-#include <QFileInfo>
+#include "evidence/evidence_root.h"
+
+#include <algorithm>
 
 namespace {
+
+// A volume keeps one store folder per index it ever had; more than this is
+// no real volume, and each would cost a scan.
+constexpr int max_store_folders = 64;
 
 // Names on HFS+ are decomposed, copies of a volume often composed: both
 // sides are compared composed. Text without combining marks is left alone.
@@ -20,16 +25,25 @@ QString composed(const QString &name)
 
 std::unique_ptr<SpotlightVolumeIndex> SpotlightVolumeIndex::read(const QString &volume_root)
 {
-    const QDir stores_folder(QDir(volume_root).filePath(QStringLiteral(".Spotlight-V100/Store-V2")));
+    // Only the volume's own index counts: a link anywhere on the way (the
+    // index folder, a store folder, a store file, a string map) could make
+    // an index of the examining machine answer for the evidence.
+    const EvidenceRoot root(volume_root);
+    constexpr auto refused = EvidenceRoot::Links::Refused;
+    const QByteArray stores_folder = ".Spotlight-V100/Store-V2/";
+    std::optional<QList<QByteArray>> folders = root.list_directory(stores_folder, max_store_folders, refused);
+    if (!folders)
+        return nullptr;
+    std::sort(folders->begin(), folders->end());
     std::vector<std::unique_ptr<SpotlightStoreFile>> stores;
-    const QStringList folders =
-        stores_folder.entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
-    for (const QString &folder : folders) {
-        for (const char *name : {"store.db", ".store.db"}) {
-            const QString path = QDir(stores_folder.filePath(folder)).filePath(QLatin1String(name));
-            if (!QFileInfo(path).isFile())
+    for (const QByteArray &folder : *folders) {
+        const QByteArray store_folder = stores_folder + folder;
+        for (const char *name : {"/store.db", "/.store.db"}) {
+            UniqueFd file = root.open_regular_file(store_folder + name, refused);
+            if (!file)
                 continue;
-            if (auto store = SpotlightStoreFile::open_file(path))
+            if (auto store = SpotlightStoreFile::open(SpotlightByteSource::from_descriptor(std::move(file)), &root,
+                                                      store_folder))
                 stores.push_back(std::move(store));
         }
     }

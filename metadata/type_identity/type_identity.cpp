@@ -54,8 +54,8 @@ MetadataValue text_or_null(const QString &text)
 
 } // namespace
 
-TypeIdentity::TypeIdentity(const QString &volume_root)
-    : root_(volume_root)
+TypeIdentity::TypeIdentity(const EvidenceRoot &root)
+    : root_(root)
 {
 }
 

@@ -25,7 +25,8 @@ class KindNames;
 class TypeIdentity
 {
 public:
-    explicit TypeIdentity(const QString &volume_root);
+    // root must outlive this object.
+    explicit TypeIdentity(const EvidenceRoot &root);
 
     // Whether key is one this supplier answers.
     static bool supplies(const QString &key);
@@ -39,7 +40,7 @@ public:
     QString kind_of(const ContentType &type) const;
 
 private:
-    EvidenceRoot root_;
+    const EvidenceRoot &root_;
     std::shared_ptr<KindNames> kind_names_;
 };
 

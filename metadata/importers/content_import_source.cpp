@@ -1,0 +1,83 @@
+#include "content_import_source.h"
+
+#include "content_type_guess.h"
+#include "importable_keys.h"
+
+#include <QFileInfo>
+
+namespace {
+
+// A file's imported values, read on the first key that needs them.
+class ImportedContent : public FileContent
+{
+public:
+    ImportedContent(ContentImportSource &source, QByteArray relative, QString content_type,
+                    const QSet<QString> &keys)
+        : source_(source), relative_(std::move(relative)), content_type_(std::move(content_type)), keys_(keys)
+    {
+    }
+
+    MetadataValue value(const QString &key) override
+    {
+        if (!keys_.contains(key))
+            return MetadataValue::null_value();
+        if (!asked_) {
+            values_ = source_.import(relative_, content_type_);
+            asked_ = true;
+        }
+        for (const auto &[name, value] : values_) {
+            if (name == key)
+                return value;
+        }
+        return MetadataValue::null_value();
+    }
+
+private:
+    ContentImportSource &source_;
+    const QByteArray relative_;
+    const QString content_type_;
+    const QSet<QString> &keys_;
+    bool asked_ = false;
+    ImportedValues values_;
+};
+
+} // namespace
+
+ContentImportSource::ContentImportSource(const QString &volume_root, const QString &importer_executable,
+                                         ImporterLimits limits)
+    : root_(volume_root), importer_(importer_executable, limits)
+{
+}
+
+std::unique_ptr<FileContentSource> ContentImportSource::beside_worker(const QString &volume_root)
+{
+    // The worker's own executable, links resolved: the importer is installed
+    // and built beside it.
+    const QString worker = QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath();
+    if (worker.isEmpty())
+        return nullptr;
+    const QFileInfo importer(QFileInfo(worker).absolutePath() + QStringLiteral("/vantrel-importer"));
+    if (!importer.isFile() || !importer.isExecutable())
+        return nullptr;
+    return std::make_unique<ContentImportSource>(volume_root, importer.filePath());
+}
+
+std::unique_ptr<FileContent> ContentImportSource::content_of(const QString &path)
+{
+    const QString content_type = content_type_from_name(path);
+    const QSet<QString> &keys = importable_keys(content_type);
+    if (keys.isEmpty())
+        return nullptr;
+    std::optional<QByteArray> relative = root_.relative_path(path);
+    if (!relative)
+        return nullptr;
+    return std::make_unique<ImportedContent>(*this, std::move(*relative), content_type, keys);
+}
+
+ImportedValues ContentImportSource::import(QByteArrayView relative, const QString &content_type)
+{
+    const UniqueFd file = root_.open_regular_file(relative);
+    if (!file)
+        return {};
+    return importer_.import(file.get(), content_type).value_or(ImportedValues());
+}

@@ -1,0 +1,101 @@
+#include "content_importer_keys.h"
+
+QStringList image_importer_keys()
+{
+    return {
+        QStringLiteral("kMDItemPixelWidth"),
+        QStringLiteral("kMDItemPixelHeight"),
+        QStringLiteral("kMDItemOrientation"),
+        QStringLiteral("kMDItemColorSpace"),
+        QStringLiteral("kMDItemBitsPerSample"),
+        QStringLiteral("kMDItemHasAlphaChannel"),
+        QStringLiteral("kMDItemAcquisitionMake"),
+        QStringLiteral("kMDItemAcquisitionModel"),
+        QStringLiteral("kMDItemLensModel"),
+        QStringLiteral("kMDItemExposureTimeSeconds"),
+        QStringLiteral("kMDItemFNumber"),
+        QStringLiteral("kMDItemISOSpeed"),
+        QStringLiteral("kMDItemFocalLength"),
+        QStringLiteral("kMDItemFlashOnOff"),
+        QStringLiteral("kMDItemWhiteBalance"),
+        QStringLiteral("kMDItemLatitude"),
+        QStringLiteral("kMDItemLongitude"),
+        QStringLiteral("kMDItemAltitude"),
+        QStringLiteral("kMDItemGPSDateStamp"),
+        QStringLiteral("kMDItemContentCreationDate"),
+    };
+}
+
+QStringList audio_importer_keys()
+{
+    return {
+        QStringLiteral("kMDItemDurationSeconds"),
+        QStringLiteral("kMDItemAudioBitRate"),
+        QStringLiteral("kMDItemAudioSampleRate"),
+        QStringLiteral("kMDItemAudioChannelCount"),
+        QStringLiteral("kMDItemTitle"),
+        QStringLiteral("kMDItemAuthors"),
+        QStringLiteral("kMDItemAlbum"),
+        QStringLiteral("kMDItemComposer"),
+        QStringLiteral("kMDItemMusicalGenre"),
+        QStringLiteral("kMDItemRecordingYear"),
+        QStringLiteral("kMDItemAudioTrackNumber"),
+    };
+}
+
+QStringList video_importer_keys()
+{
+    return {
+        QStringLiteral("kMDItemDurationSeconds"),
+        QStringLiteral("kMDItemPixelWidth"),
+        QStringLiteral("kMDItemPixelHeight"),
+        QStringLiteral("kMDItemCodecs"),
+        QStringLiteral("kMDItemVideoBitRate"),
+        QStringLiteral("kMDItemTotalBitRate"),
+        QStringLiteral("kMDItemContentCreationDate"),
+    };
+}
+
+QStringList pdf_importer_keys()
+{
+    return {
+        QStringLiteral("kMDItemTitle"),
+        QStringLiteral("kMDItemAuthors"),
+        QStringLiteral("kMDItemCreator"),
+        QStringLiteral("kMDItemEncodingApplications"),
+        QStringLiteral("kMDItemNumberOfPages"),
+        QStringLiteral("kMDItemPageWidth"),
+        QStringLiteral("kMDItemPageHeight"),
+        QStringLiteral("kMDItemVersion"),
+        QStringLiteral("kMDItemSecurityMethod"),
+        QStringLiteral("kMDItemContentCreationDate"),
+        QStringLiteral("kMDItemContentModificationDate"),
+    };
+}
+
+QStringList office_importer_keys()
+{
+    return {
+        QStringLiteral("kMDItemTitle"),
+        QStringLiteral("kMDItemAuthors"),
+        QStringLiteral("kMDItemEditors"),
+        QStringLiteral("kMDItemNumberOfPages"),
+        QStringLiteral("kMDItemCreator"),
+        QStringLiteral("kMDItemContentCreationDate"),
+        QStringLiteral("kMDItemContentModificationDate"),
+    };
+}
+
+QStringList content_importer_keys()
+{
+    QStringList keys;
+    for (const QStringList &family : { image_importer_keys(), audio_importer_keys(),
+                                       video_importer_keys(), pdf_importer_keys(),
+                                       office_importer_keys() }) {
+        for (const QString &key : family) {
+            if (!keys.contains(key))
+                keys.append(key);
+        }
+    }
+    return keys;
+}

@@ -1,0 +1,18 @@
+#include "content_importers.h"
+
+#include "audio_importer.h"
+#include "image_importer.h"
+#include "office_importer.h"
+#include "pdf_importer.h"
+#include "video_importer.h"
+
+std::vector<std::unique_ptr<ContentImporter>> all_content_importers()
+{
+    std::vector<std::unique_ptr<ContentImporter>> importers;
+    importers.push_back(std::make_unique<ImageImporter>());
+    importers.push_back(std::make_unique<PdfImporter>());
+    importers.push_back(std::make_unique<AudioImporter>());
+    importers.push_back(std::make_unique<VideoImporter>());
+    importers.push_back(std::make_unique<OfficeImporter>());
+    return importers;
+}

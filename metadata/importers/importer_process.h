@@ -1,0 +1,69 @@
+#ifndef IMPORTER_PROCESS_H
+#define IMPORTER_PROCESS_H
+
+#include "content_importer.h"
+#include "evidence/unique_fd.h"
+
+#include <QString>
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+
+// What one importer process may spend. The time limit is what a file can
+// cost the run at most; the others stop a runaway decoder before it hurts
+// the examiner's machine.
+struct ImporterLimits
+{
+    std::chrono::milliseconds time_per_file{2000};
+    quint64 address_space_bytes = quint64(2) << 30;
+    // Whole-process backstop behind the time limit; the process is replaced
+    // after files_per_process files, long before honest work reaches it.
+    quint64 cpu_seconds = 300;
+    int files_per_process = 128;
+};
+
+// The isolated importer process, seen from the worker: started on first
+// need, handed one open file at a time, and replaced whenever it fails.
+// It dies with the worker and never outlives this object.
+class ImporterProcess
+{
+public:
+    ImporterProcess(QString executable, ImporterLimits limits = {});
+    ~ImporterProcess();
+    ImporterProcess(const ImporterProcess &) = delete;
+    ImporterProcess &operator=(const ImporterProcess &) = delete;
+
+    // The values the importer reads from the open regular file (passed as
+    // it is, never reopened by name) of that content type. nullopt when the
+    // importer crashed, hung, exceeded a limit or answered garbage; it is
+    // then killed and reaped, and the next call starts a fresh one.
+    std::optional<ImportedValues> import(int file, const QString &content_type);
+
+    // How many processes were started so far.
+    int starts() const { return starts_; }
+    // How many files were handed over so far.
+    int requests() const { return requests_; }
+
+private:
+    bool start();
+    // Kills and reaps the running process, if any.
+    void stop();
+    // Whether the running process waits quietly for a request.
+    bool idle() const;
+    // The answer to request sequence, just sent, within the time limit.
+    std::optional<ImportedValues> read_answer(std::uint32_t sequence);
+
+    const QString executable_;
+    const ImporterLimits limits_;
+    pid_t pid_ = -1;
+    UniqueFd channel_;
+    int files_served_ = 0;
+    int starts_ = 0;
+    int requests_ = 0;
+    std::uint32_t sequence_ = 0;
+};
+
+#endif // IMPORTER_PROCESS_H

@@ -1,0 +1,134 @@
+#include "pdf_importer.h"
+
+#include "content_importer_keys.h"
+#include "descriptor_bytes.h"
+
+#include <poppler-qt6.h>
+
+#include <QDateTime>
+
+#include <mutex>
+
+namespace {
+
+// Scanned books run to hundreds of megabytes; larger files stay unread.
+constexpr qint64 pdf_size_limit = 256LL * 1024 * 1024;
+
+enum class InfoKind {
+    Text,      // the entry as it stands
+    TextArray, // the entry as the single item of a list
+    Date,      // the entry's date, in whatever zone it was written
+};
+
+struct InfoField
+{
+    const char *info_key;
+    const char *spotlight_key;
+    InfoKind kind;
+};
+
+const InfoField info_fields[] = {
+    // The document's own title, not its file name.
+    { "Title", "kMDItemTitle", InfoKind::Text },
+    // The person who wrote the content, kept whole: no separator is agreed.
+    { "Author", "kMDItemAuthors", InfoKind::TextArray },
+    // The application the content was authored in.
+    { "Creator", "kMDItemCreator", InfoKind::Text },
+    // The application that wrote the PDF from it.
+    { "Producer", "kMDItemEncodingApplications", InfoKind::TextArray },
+    // When the document was first made.
+    { "CreationDate", "kMDItemContentCreationDate", InfoKind::Date },
+    // When the document was last changed.
+    { "ModDate", "kMDItemContentModificationDate", InfoKind::Date },
+};
+
+// Damaged files make the library talk on stderr; the importer process's
+// output is not the place for it.
+void ignore_library_messages(const QString &, const QVariant &) {}
+
+} // namespace
+
+PdfImporter::PdfImporter()
+{
+    static std::once_flag quietened;
+    std::call_once(quietened, [] { Poppler::setDebugErrorFunction(ignore_library_messages, QVariant()); });
+}
+
+QString PdfImporter::name() const
+{
+    return QStringLiteral("pdf");
+}
+
+bool PdfImporter::reads(const QString &content_type) const
+{
+    return content_type == QLatin1String("com.adobe.pdf");
+}
+
+QStringList PdfImporter::keys() const
+{
+    return pdf_importer_keys();
+}
+
+ImportedValues PdfImporter::import(int fd, const QString &) const
+{
+    ImportedValues values;
+    const std::optional<QByteArray> bytes = read_whole_descriptor(fd, pdf_size_limit);
+    if (!bytes || bytes->isEmpty())
+        return values;
+    const std::unique_ptr<Poppler::Document> document = Poppler::Document::loadFromData(*bytes);
+    if (!document)
+        return values;
+
+    // A document that needs a user password tells nothing more than that:
+    // the library holds no parsed document to ask (asking its version
+    // crashes).
+    if (document->isLocked()) {
+        values.emplace_back(QStringLiteral("kMDItemSecurityMethod"),
+                            MetadataValue::from_text(QStringLiteral("Password Encrypted")));
+        return values;
+    }
+    const Poppler::Document::PdfVersion version = document->getPdfVersion();
+    if (version.major > 0)
+        values.emplace_back(QStringLiteral("kMDItemVersion"),
+                            MetadataValue::from_text(QStringLiteral("%1.%2").arg(version.major).arg(version.minor)));
+    values.emplace_back(QStringLiteral("kMDItemSecurityMethod"),
+                        MetadataValue::from_text(document->isEncrypted() ? QStringLiteral("Password Encrypted")
+                                                                          : QStringLiteral("None")));
+
+    for (const InfoField &field : info_fields) {
+        const QString key = QString::fromLatin1(field.spotlight_key);
+        const QString entry = QString::fromLatin1(field.info_key);
+        switch (field.kind) {
+        case InfoKind::Text:
+        case InfoKind::TextArray: {
+            const QString text = document->info(entry).trimmed();
+            if (text.isEmpty())
+                break;
+            values.emplace_back(key, field.kind == InfoKind::Text
+                                         ? MetadataValue::from_text(text)
+                                         : MetadataValue::from_array({ MetadataValue::from_text(text) }));
+            break;
+        }
+        case InfoKind::Date: {
+            const QDateTime date = document->date(entry);
+            if (date.isValid())
+                values.emplace_back(key, MetadataValue::from_date(date.toMSecsSinceEpoch() / 1000.0));
+            break;
+        }
+        }
+    }
+
+    const int pages = document->numPages();
+    if (pages > 0) {
+        values.emplace_back(QStringLiteral("kMDItemNumberOfPages"), MetadataValue::from_number(pages));
+        if (const std::unique_ptr<Poppler::Page> first = document->page(0)) {
+            // Points, as the page's media box gives them.
+            const QSizeF size = first->pageSizeF();
+            if (size.width() > 0 && size.height() > 0) {
+                values.emplace_back(QStringLiteral("kMDItemPageWidth"), MetadataValue::from_number(size.width()));
+                values.emplace_back(QStringLiteral("kMDItemPageHeight"), MetadataValue::from_number(size.height()));
+            }
+        }
+    }
+    return values;
+}

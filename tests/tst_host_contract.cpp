@@ -1,0 +1,201 @@
+// What the host must guarantee: each case shows, through the built worker,
+// a way the runs lose or misplace data without a word when the host's
+// side is not as agreed. They pin the worker's contract, not faults.
+
+#include "test_case.h"
+
+#include <QDir>
+#include <QFile>
+#include <QtTest>
+
+using Records = QList<QPair<QVariant, QVariant>>;
+
+namespace {
+
+Records files(TestCase &test_case, int count)
+{
+    Records records;
+    for (int i = 1; i <= count; ++i) {
+        test_case.add_file(QStringLiteral("/f%1.txt").arg(i));
+        records.append({i, QStringLiteral("/f%1.txt").arg(i)});
+    }
+    return records;
+}
+
+int marked(const TestCase &test_case)
+{
+    return TestCase::count_rows(test_case.database("file_system.sqlite"),
+                                "where fs_module_apple_metadata_run_status = '1'");
+}
+
+void write_bytes(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+} // namespace
+
+class tst_host_contract : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void key_without_a_column_loses_every_row();
+    void key_inside_an_earlier_column_lands_there();
+    void full_run_empties_results_whatever_the_records_data();
+    void full_run_empties_results_whatever_the_records();
+    void unwritable_results_still_mark_records_data();
+    void unwritable_results_still_mark_records();
+    void marks_are_committed_batch_by_batch();
+    void two_workers_on_one_source_duplicate_rows();
+};
+
+void tst_host_contract::key_without_a_column_loses_every_row()
+{
+    TestCase test_case;
+    test_case.create_file_system_db(files(test_case, 3));
+    test_case.create_metadata_db({"kMDItemFSName"});
+
+    // kMDItemTitle has no column: every insert names a column '' and fails.
+    test_case.run("2", QString(), {"kMDItemFSName", "kMDItemTitle"}, {"kMDItemFSName"});
+    QCOMPARE(TestCase::count_rows(test_case.database("apple_metadata.sqlite")), 0);
+    QCOMPARE(marked(test_case), 3);
+}
+
+void tst_host_contract::key_inside_an_earlier_column_lands_there()
+{
+    TestCase test_case;
+    test_case.create_file_system_db(files(test_case, 1));
+    const QStringList columns = {"old_kMDItemFSName_v1", "kMDItemFSName"};
+    test_case.create_metadata_db(columns);
+
+    // The first column whose name contains the key takes its value.
+    test_case.run("2", QString(), {"kMDItemFSName"}, columns);
+    const auto rows = TestCase::rows(test_case.database("apple_metadata.sqlite"),
+                                     "select old_kMDItemFSName_v1, kMDItemFSName from files");
+    QCOMPARE(rows.size(), 1);
+    QCOMPARE(rows[0][0].toString(), QStringLiteral("f1.txt"));
+    QVERIFY(rows[0][1].isNull());
+}
+
+void tst_host_contract::full_run_empties_results_whatever_the_records_data()
+{
+    QTest::addColumn<QString>("file_system"); // what stands at file_system.sqlite
+
+    QTest::newRow("record list missing") << "missing";
+    QTest::newRow("record list no database") << "garbage";
+    QTest::newRow("record list a folder") << "folder";
+    QTest::newRow("record list without its table") << "empty database";
+}
+
+void tst_host_contract::full_run_empties_results_whatever_the_records()
+{
+    QFETCH(QString, file_system);
+
+    TestCase test_case;
+    const QString path = test_case.database("file_system.sqlite");
+    if (file_system == "garbage")
+        write_bytes(path, QByteArray(4096, 'g'));
+    else if (file_system == "folder")
+        QVERIFY(QDir().mkpath(path));
+    else if (file_system == "empty database")
+        QVERIFY(TestCase::exec(path, {"create table other (x)"}));
+    const QStringList keys = {"kMDItemFSName"};
+    test_case.create_metadata_db(keys);
+    const QString metadata = test_case.database("apple_metadata.sqlite");
+    QVERIFY(TestCase::exec(metadata, {"insert into files (filesystem_record) values (1)"}));
+
+    // The host's earlier results are gone, though no file was read.
+    QCOMPARE(test_case.run("2", QString(), keys, keys).exit_code, 0);
+    QCOMPARE(TestCase::count_rows(metadata), 0);
+}
+
+void tst_host_contract::unwritable_results_still_mark_records_data()
+{
+    QTest::addColumn<QString>("results"); // what stands at apple_metadata.sqlite
+
+    QTest::newRow("results no database") << "garbage";
+    QTest::newRow("results without their table") << "empty database";
+    QTest::newRow("results refusing every insert") << "refusing trigger";
+}
+
+void tst_host_contract::unwritable_results_still_mark_records()
+{
+    QFETCH(QString, results);
+
+    TestCase test_case;
+    test_case.create_file_system_db(files(test_case, 5));
+    const QString metadata = test_case.database("apple_metadata.sqlite");
+    const QStringList keys = {"kMDItemFSName"};
+    if (results == "garbage") {
+        write_bytes(metadata, QByteArray(4096, 'g'));
+    } else if (results == "empty database") {
+        QVERIFY(TestCase::exec(metadata, {"create table other (x)"}));
+    } else {
+        test_case.create_metadata_db(keys);
+        QVERIFY(TestCase::exec(metadata, {"create trigger refuse before insert on files "
+                                          "begin select raise(abort, 'refused'); end"}));
+    }
+
+    QCOMPARE(test_case.run("2", QString(), keys, keys).exit_code, 0);
+    // Every record reads as handled, though no row holds its values.
+    QCOMPARE(marked(test_case), 5);
+    if (results == "refusing trigger")
+        QCOMPARE(TestCase::count_rows(metadata), 0);
+}
+
+void tst_host_contract::marks_are_committed_batch_by_batch()
+{
+    // A batch that fails midway stands for a worker killed while marking:
+    // the batches before and after it stay committed.
+    TestCase test_case;
+    Records records;
+    for (int i = 1; i <= 120; ++i)
+        records.append({i, QStringLiteral("/missing%1").arg(i)});
+    test_case.create_file_system_db(records);
+    QVERIFY(TestCase::exec(test_case.database("file_system.sqlite"),
+                           {"create trigger refuse before update on files when new.INT = 75 "
+                            "begin select raise(abort, 'refused'); end"}));
+    const QStringList keys = {"kMDItemFSName"};
+    test_case.create_metadata_db(keys);
+
+    test_case.run("2", QString(), keys, keys);
+    QCOMPARE(marked(test_case), 70);
+    QCOMPARE(TestCase::count_rows(test_case.database("file_system.sqlite"),
+                                  "where fs_module_apple_metadata_run_status = '1' and INT between 51 and 100"),
+             0);
+}
+
+void tst_host_contract::two_workers_on_one_source_duplicate_rows()
+{
+    TestCase test_case;
+    const Records records = files(test_case, 20);
+    test_case.create_file_system_db(records);
+    const QStringList keys = {"kMDItemFSName"};
+    test_case.create_metadata_db(keys);
+    QList<QVariantList> essential_rows;
+    for (const auto &record : records)
+        essential_rows.append({record.first, record.second, test_case.source_name()});
+    const QString essential = test_case.case_dir() + "essential.sqlite";
+    TestCase::create_essential_db(essential, essential_rows);
+
+    // Two right-click runs at once, each adding its rows to the same table.
+    const QStringList arguments = {test_case.source_root(), essential, test_case.case_dir(),
+                                   TestCase::joined(keys), TestCase::joined(keys), test_case.source_name(), "3"};
+    QProcess first, second;
+    first.start(QStringLiteral(VANTREL_EXECUTABLE), arguments);
+    second.start(QStringLiteral(VANTREL_EXECUTABLE), arguments);
+    QVERIFY(first.waitForFinished(60000));
+    QVERIFY(second.waitForFinished(60000));
+
+    const QString metadata = test_case.database("apple_metadata.sqlite");
+    QVERIFY(TestCase::count_rows(metadata) > 20);
+    QVERIFY(TestCase::count_rows(metadata, "where filesystem_record in "
+                                           "(select filesystem_record from files group by 1 having count(*) > 1)")
+            > 0);
+}
+
+QTEST_GUILESS_MAIN(tst_host_contract)
+#include "tst_host_contract.moc"

@@ -1,0 +1,120 @@
+// The worker decides without the importer process whether a file's content
+// can answer a key; a key or type its table lacks would never be asked of
+// the importers, so the shipped importers are held to it.
+
+#include "importers/content_type_guess.h"
+#include "importers/importable_keys.h"
+#include "content_importers.h"
+
+#include <QtTest>
+
+namespace {
+
+// An importer that only declares what it reads and gives.
+class DeclaredImporter : public ContentImporter
+{
+public:
+    DeclaredImporter(QStringList types, QStringList keys) : types(std::move(types)), given(std::move(keys)) {}
+    QString name() const override { return QStringLiteral("declared"); }
+    bool reads(const QString &content_type) const override { return types.contains(content_type); }
+    QStringList keys() const override { return given; }
+    ImportedValues import(int, const QString &) const override { return {}; }
+
+private:
+    QStringList types;
+    QStringList given;
+};
+
+// What of the importers the worker's table keeps from being asked: a key
+// not listed for a type the importer reads, or an importer that reads no
+// listed type at all.
+QStringList never_asked(const ContentImporters &importers)
+{
+    QStringList missing;
+    for (const std::unique_ptr<ContentImporter> &importer : importers) {
+        bool reads_any = false;
+        for (const QString &type : importable_content_types()) {
+            if (!importer->reads(type))
+                continue;
+            reads_any = true;
+            for (const QString &key : importer->keys()) {
+                if (!importable_keys(type).contains(key))
+                    missing.append(importer->name() + ' ' + type + ' ' + key);
+            }
+        }
+        if (!reads_any)
+            missing.append(importer->name());
+    }
+    return missing;
+}
+
+} // namespace
+
+class tst_importable_keys : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void shipped_importers_are_all_asked();
+    void table_catches_what_would_never_be_asked_data();
+    void table_catches_what_would_never_be_asked();
+    void content_type_from_name_data();
+    void content_type_from_name();
+};
+
+void tst_importable_keys::shipped_importers_are_all_asked()
+{
+    QCOMPARE(never_asked(all_content_importers()), QStringList());
+}
+
+void tst_importable_keys::table_catches_what_would_never_be_asked_data()
+{
+    QTest::addColumn<QStringList>("types");
+    QTest::addColumn<QStringList>("keys");
+    QTest::addColumn<QStringList>("missing");
+
+    QTest::newRow("an importer within the table")
+        << QStringList{"public.jpeg", "public.png"} << QStringList{"kMDItemPixelWidth", "kMDItemAcquisitionMake"}
+        << QStringList();
+    QTest::newRow("a key the table lacks for one of its types")
+        << QStringList{"com.adobe.pdf"} << QStringList{"kMDItemTitle", "kMDItemPixelWidth"}
+        << QStringList{"declared com.adobe.pdf kMDItemPixelWidth"};
+    QTest::newRow("a type the table does not know") << QStringList{"public.rtf"} << QStringList{"kMDItemTitle"}
+                                                    << QStringList{"declared"};
+}
+
+void tst_importable_keys::table_catches_what_would_never_be_asked()
+{
+    QFETCH(QStringList, types);
+    QFETCH(QStringList, keys);
+    QFETCH(QStringList, missing);
+    ContentImporters importers;
+    importers.push_back(std::make_unique<DeclaredImporter>(types, keys));
+    QCOMPARE(never_asked(importers), missing);
+}
+
+void tst_importable_keys::content_type_from_name_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("content_type");
+
+    QTest::newRow("a camera's upper-case name") << "/DCIM/100APPLE/IMG_0001.JPG" << "public.jpeg";
+    QTest::newRow("a document") << "/Users/a/Downloads/invoice.pdf" << "com.adobe.pdf";
+    QTest::newRow("the last extension counts") << "/a/photo.jpg.pdf" << "com.adobe.pdf";
+    QTest::newRow("a hidden name is no extension") << "/a/.pdf" << "";
+    QTest::newRow("a dot in a folder's name only") << "/a/film.mov/notes" << "";
+    QTest::newRow("a type no importer reads") << "/a/notes.txt" << "";
+    QTest::newRow("no name at all") << "" << "";
+}
+
+void tst_importable_keys::content_type_from_name()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, content_type);
+    QCOMPARE(::content_type_from_name(path), content_type);
+    if (!content_type.isEmpty())
+        QVERIFY(!importable_keys(content_type).isEmpty());
+}
+
+QTEST_GUILESS_MAIN(tst_importable_keys)
+#include "tst_importable_keys.moc"

@@ -1,0 +1,205 @@
+// The importer process as the worker drives it, with a test importer whose
+// files script its misbehaviour: whatever one file does to the importer,
+// the worker gets the next file's values from a fresh process.
+
+#include "importers/importer_process.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// Limits small enough to keep the suite quick.
+ImporterLimits test_limits()
+{
+    ImporterLimits limits;
+    limits.time_per_file = 500ms;
+    limits.address_space_bytes = quint64(512) << 20;
+    return limits;
+}
+
+class Files
+{
+public:
+    // A file holding content, opened as the worker opens evidence.
+    UniqueFd open(const QByteArray &content)
+    {
+        const QString path = dir.filePath(QString::number(++count));
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+            return UniqueFd();
+        file.close();
+        return UniqueFd(::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    }
+    QString path(const QString &name) const { return dir.filePath(name); }
+
+private:
+    QTemporaryDir dir;
+    int count = 0;
+};
+
+std::optional<ImportedValues> import(ImporterProcess &importer, Files &files, const QByteArray &content)
+{
+    const UniqueFd file = files.open(content);
+    return file ? importer.import(file.get(), QStringLiteral("public.jpeg")) : std::nullopt;
+}
+
+MetadataValue value_of(const std::optional<ImportedValues> &values, const QString &key)
+{
+    if (values) {
+        for (const auto &[name, value] : *values) {
+            if (name == key)
+                return value;
+        }
+    }
+    return MetadataValue::null_value();
+}
+
+// Children of this test process that have ended but were not reaped.
+int zombie_children()
+{
+    int zombies = 0;
+    const QString self = QString::number(::getpid());
+    const QStringList tasks = QDir("/proc").entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    for (const QString &task : tasks) {
+        QFile status("/proc/" + task + "/stat");
+        if (!status.open(QIODevice::ReadOnly))
+            continue;
+        const QList<QByteArray> fields = status.readAll().split(')').value(1).trimmed().split(' ');
+        if (fields.size() > 1 && fields[0] == "Z" && fields[1] == self.toLatin1())
+            ++zombies;
+    }
+    return zombies;
+}
+
+} // namespace
+
+class tst_importer_process : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void failing_file_costs_only_its_own_values_data();
+    void failing_file_costs_only_its_own_values();
+    void unasked_answer_never_reaches_the_next_file();
+    void limits_and_descriptors_of_the_process();
+    void sparse_video_costs_at_most_the_time_limit();
+    void process_replaced_after_its_share_of_files();
+    void missing_importer_gives_no_values();
+};
+
+void tst_importer_process::failing_file_costs_only_its_own_values_data()
+{
+    QTest::addColumn<QByteArray>("hostile");
+
+    QTest::newRow("asleep past the time limit") << QByteArray("sleep");
+    QTest::newRow("busy past the time limit") << QByteArray("spin");
+    QTest::newRow("segmentation fault") << QByteArray("crash");
+    QTest::newRow("abort") << QByteArray("abort");
+    QTest::newRow("answer of four gigabytes") << QByteArray("garbage");
+    QTest::newRow("answer of an unknown kind") << QByteArray("lie");
+    QTest::newRow("address space exhausted") << QByteArray("memory");
+}
+
+void tst_importer_process::failing_file_costs_only_its_own_values()
+{
+    QFETCH(QByteArray, hostile);
+
+    Files files;
+    ImporterProcess importer(VANTREL_TEST_IMPORTER, test_limits());
+    QCOMPARE(value_of(import(importer, files, "kMDItemTitle=before"), "kMDItemTitle"),
+             MetadataValue::from_text("before"));
+
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(!import(importer, files, hostile));
+    // Generous: a bound that catches a hang, not a measurement.
+    QVERIFY2(timer.elapsed() < 10000, qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(zombie_children(), 0);
+
+    QCOMPARE(value_of(import(importer, files, "kMDItemTitle=after"), "kMDItemTitle"),
+             MetadataValue::from_text("after"));
+    QCOMPARE(importer.starts(), 2);
+}
+
+void tst_importer_process::unasked_answer_never_reaches_the_next_file()
+{
+    Files files;
+    ImporterProcess importer(VANTREL_TEST_IMPORTER, test_limits());
+    // The forged answer names no request sent; the true one comes too late.
+    QVERIFY(!import(importer, files, "forge\nkMDItemTitle=own"));
+    QCOMPARE(value_of(import(importer, files, "kMDItemTitle=next"), "kMDItemTitle"),
+             MetadataValue::from_text("next"));
+    QCOMPARE(importer.starts(), 2);
+}
+
+void tst_importer_process::limits_and_descriptors_of_the_process()
+{
+    Files files;
+    // Descriptors the worker holds open (a case database, other evidence)
+    // must not reach the importer.
+    const UniqueFd unrelated = files.open("unrelated");
+    const int leaky = ::open(QFile::encodeName(files.path("1")).constData(), O_RDONLY);
+    ImporterProcess importer(VANTREL_TEST_IMPORTER, test_limits());
+    const std::optional<ImportedValues> values = import(importer, files, "limits");
+    ::close(leaky);
+    QVERIFY(values);
+    QCOMPARE(value_of(values, "kMDItemPixelWidth"), MetadataValue::from_number(double(quint64(512) << 20)));
+    QCOMPARE(value_of(values, "kMDItemPixelHeight"), MetadataValue::from_number(0));
+    QCOMPARE(value_of(values, "kMDItemNumberOfPages"), MetadataValue::from_number(0));
+}
+
+void tst_importer_process::sparse_video_costs_at_most_the_time_limit()
+{
+    Files files;
+    const UniqueFd video = files.open("read-all\n");
+    QVERIFY(video);
+    QFile grow(files.path("1"));
+    QVERIFY(grow.open(QIODevice::ReadWrite));
+    QVERIFY(grow.resize(qint64(2) << 30));
+    grow.close();
+
+    ImporterProcess importer(VANTREL_TEST_IMPORTER, test_limits());
+    QElapsedTimer timer;
+    timer.start();
+    const std::optional<ImportedValues> values = importer.import(video.get(), QStringLiteral("public.mpeg-4"));
+    const qint64 elapsed = timer.elapsed();
+    // Either the importer read all of it in time, or it was stopped at the limit.
+    if (values)
+        QCOMPARE(value_of(values, "kMDItemNumberOfPages"), MetadataValue::from_number(double(qint64(2) << 30)));
+    QVERIFY2(elapsed < 500 + 2000, qPrintable(QString::number(elapsed)));
+}
+
+void tst_importer_process::process_replaced_after_its_share_of_files()
+{
+    Files files;
+    ImporterLimits limits = test_limits();
+    limits.files_per_process = 3;
+    ImporterProcess importer(VANTREL_TEST_IMPORTER, limits);
+    QList<double> served;
+    for (int i = 0; i < 7; ++i)
+        served.append(value_of(import(importer, files, "served"), "kMDItemNumberOfPages").number);
+    QCOMPARE(served, (QList<double>{1, 2, 3, 1, 2, 3, 1}));
+    QCOMPARE(importer.starts(), 3);
+    QCOMPARE(importer.requests(), 7);
+}
+
+void tst_importer_process::missing_importer_gives_no_values()
+{
+    Files files;
+    ImporterProcess importer(files.path("no-such-importer"), test_limits());
+    QVERIFY(!import(importer, files, "kMDItemTitle=x"));
+    QVERIFY(!import(importer, files, "kMDItemTitle=y"));
+    QCOMPARE(zombie_children(), 0);
+}
+
+QTEST_GUILESS_MAIN(tst_importer_process)
+#include "tst_importer_process.moc"
