@@ -5,6 +5,7 @@
 #include "importers/content_type_guess.h"
 #include "importers/importable_keys.h"
 #include "content_importers.h"
+#include "importer_loop.h"
 
 #include <QtTest>
 

@@ -401,7 +401,9 @@ void tst_sealed_evidence::killed_worker_leaves_no_runtime_folder()
 {
     TestCase test_case;
     QList<QPair<QVariant, QVariant>> records;
-    for (int i = 1; i <= 300; ++i)
+    // Enough records that the run is still going when it is killed, even
+    // where the result database sits on a fast disk.
+    for (int i = 1; i <= 3000; ++i)
         records.append({i, QString("/f%1").arg(i)});
     test_case.create_file_system_db(records);
     test_case.create_metadata_db(keys);

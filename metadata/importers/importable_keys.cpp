@@ -1,13 +1,15 @@
 #include "importable_keys.h"
 
+#include "content_importer_keys.h"
+
 #include <QHash>
 #include <QStringList>
 
 namespace {
 
-// One family of content types and the keys its importer can give. The
-// importer process's own importers must keep within this table: a key left
-// out here is never asked of them.
+// One family of content types and the keys its importer can give. The keys
+// are the importers' own lists; the content types each importer reads must
+// stay within these families, or its files are never handed to it.
 struct Family
 {
     QStringList content_types;
@@ -17,45 +19,31 @@ struct Family
 const QList<Family> &families()
 {
     static const QList<Family> table = {
-        // Photos and other images: camera, capture, geometry and place.
+        // Photos and other images, camera raw included.
         {{"public.jpeg", "public.png", "public.tiff", "public.heic", "public.heif", "com.compuserve.gif",
-          "org.webmproject.webp", "com.adobe.raw-image", "com.canon.cr2-raw-image", "com.nikon.raw-image"},
-         {"kMDItemPixelWidth", "kMDItemPixelHeight", "kMDItemOrientation", "kMDItemColorSpace",
-          "kMDItemBitsPerSample", "kMDItemHasAlphaChannel", "kMDItemProfileName",
-          "kMDItemResolutionWidthDPI", "kMDItemResolutionHeightDPI", "kMDItemAcquisitionMake",
-          "kMDItemAcquisitionModel", "kMDItemLensModel", "kMDItemExposureTimeSeconds", "kMDItemFNumber",
-          "kMDItemFocalLength", "kMDItemISOSpeed", "kMDItemFlashOnOff", "kMDItemWhiteBalance",
-          "kMDItemEXIFVersion", "kMDItemLatitude", "kMDItemLongitude", "kMDItemAltitude",
-          "kMDItemGPSDateStamp", "kMDItemContentCreationDate", "kMDItemCreator", "kMDItemDescription",
-          "kMDItemCopyright", "kMDItemKeywords"}},
-        // Songs and other sound: tags and stream facts.
-        {{"public.mp3", "com.apple.m4a-audio", "public.mpeg-4-audio", "public.aac-audio",
-          "public.aiff-audio", "com.microsoft.waveform-audio", "org.xiph.flac", "org.xiph.ogg-audio"},
-         {"kMDItemTitle", "kMDItemAuthors", "kMDItemAlbum", "kMDItemComposer", "kMDItemMusicalGenre",
-          "kMDItemRecordingYear", "kMDItemAudioTrackNumber", "kMDItemDurationSeconds",
-          "kMDItemAudioBitRate", "kMDItemAudioSampleRate", "kMDItemAudioChannelCount",
-          "kMDItemTotalBitRate", "kMDItemCodecs", "kMDItemComment", "kMDItemCopyright"}},
-        // Films: streams, recording device, time and place.
+          "org.webmproject.webp", "com.adobe.raw-image", "com.canon.cr2-raw-image",
+          "com.canon.cr3-raw-image", "com.canon.crw-raw-image", "com.nikon.raw-image",
+          "com.nikon.nrw-raw-image", "com.sony.arw-raw-image", "com.sony.sr2-raw-image",
+          "com.fuji.raw-image", "com.olympus.raw-image", "com.olympus.or-raw-image",
+          "com.panasonic.raw-image", "com.panasonic.rw2-raw-image", "com.pentax.raw-image",
+          "com.samsung.raw-image"},
+         image_importer_keys()},
+        // Songs and other sound.
+        {{"public.mp3", "com.apple.m4a-audio", "com.apple.protected-mpeg-4-audio", "public.mpeg-4-audio",
+          "public.aac-audio", "public.aiff-audio", "public.aifc-audio", "com.microsoft.waveform-audio",
+          "org.xiph.flac", "org.xiph.ogg-audio"},
+         audio_importer_keys()},
+        // Films.
         {{"public.mpeg-4", "com.apple.m4v-video", "com.apple.quicktime-movie", "public.avi",
-          "public.mpeg", "public.3gpp", "org.matroska.mkv", "org.webmproject.webm"},
-         {"kMDItemDurationSeconds", "kMDItemPixelWidth", "kMDItemPixelHeight", "kMDItemCodecs",
-          "kMDItemMediaTypes", "kMDItemVideoBitRate", "kMDItemAudioBitRate", "kMDItemTotalBitRate",
-          "kMDItemAudioSampleRate", "kMDItemAudioChannelCount", "kMDItemTitle", "kMDItemAuthors",
-          "kMDItemAcquisitionMake", "kMDItemAcquisitionModel", "kMDItemLatitude", "kMDItemLongitude",
-          "kMDItemContentCreationDate"}},
-        // PDF documents: the document information and the pages.
-        {{"com.adobe.pdf"},
-         {"kMDItemTitle", "kMDItemAuthors", "kMDItemDescription", "kMDItemKeywords", "kMDItemCreator",
-          "kMDItemEncodingApplications", "kMDItemNumberOfPages", "kMDItemPageWidth", "kMDItemPageHeight",
-          "kMDItemVersion", "kMDItemSecurityMethod", "kMDItemContentCreationDate",
-          "kMDItemContentModificationDate"}},
-        // Office documents: their core properties.
+          "public.mpeg", "public.3gpp", "public.3gpp2", "org.matroska.mkv", "org.webmproject.webm"},
+         video_importer_keys()},
+        // PDF documents.
+        {{"com.adobe.pdf"}, pdf_importer_keys()},
+        // Office documents.
         {{"org.openxmlformats.wordprocessingml.document", "org.openxmlformats.spreadsheetml.sheet",
           "org.openxmlformats.presentationml.presentation", "org.oasis-open.opendocument.text",
           "org.oasis-open.opendocument.spreadsheet", "org.oasis-open.opendocument.presentation"},
-         {"kMDItemTitle", "kMDItemAuthors", "kMDItemDescription", "kMDItemKeywords", "kMDItemComment",
-          "kMDItemCreator", "kMDItemNumberOfPages", "kMDItemLanguages",
-          "kMDItemContentCreationDate", "kMDItemContentModificationDate"}},
+         office_importer_keys()},
     };
     return table;
 }
