@@ -37,3 +37,12 @@ const ContentType *content_type_of(const TypedObject &object)
     }
     return nullptr;
 }
+
+QString content_type_identifier(const QString &file_name, bool executable)
+{
+    TypedObject object;
+    object.name = file_name;
+    object.executable = executable;
+    const ContentType *type = content_type_of(object);
+    return type ? type->identifier : QString();
+}

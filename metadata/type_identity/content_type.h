@@ -23,6 +23,10 @@ struct TypedObject
 // public.folder, public.symlink; nullptr for pipes, sockets and devices.
 const ContentType *content_type_of(const TypedObject &object);
 
+// The identifier of content_type_of(object) for a regular file of that
+// name ("public.jpeg" for "IMG_0001.JPG", "public.data" for "LICENSE").
+QString content_type_identifier(const QString &file_name, bool executable = false);
+
 // The extension a Mac sees in a name, in lower case; empty for none (no
 // dot, a leading dot only, or nothing after the last dot).
 QString name_extension(const QString &name);
