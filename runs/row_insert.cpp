@@ -18,12 +18,23 @@ sqlite3 *sqlite_handle(const QSqlDatabase &connection)
 }
 
 // Null text is NULL, empty text '': the host tells "no value" from "no
-// metadata item" by that difference. The text outlives the step.
-int bind_text(sqlite3_stmt *statement, int position, const QString &text)
+// metadata item" by that difference. The text is handed over as UTF-8, the
+// result databases' encoding, spelt into buffer, which outlives the step.
+int bind_text(sqlite3_stmt *statement, int position, const QString &text, std::string &buffer)
 {
     if (text.isNull())
         return sqlite3_bind_null(statement, position);
-    return sqlite3_bind_text16(statement, position, text.utf16(), int(text.size() * sizeof(QChar)), SQLITE_STATIC);
+    buffer.resize(size_t(text.size()));
+    char *spelt = buffer.data();
+    for (const QChar c : text) {
+        if (c.unicode() >= 0x80) {
+            const QByteArray encoded = text.toUtf8();
+            buffer.assign(encoded.constData(), size_t(encoded.size()));
+            break;
+        }
+        *spelt++ = char(c.unicode());
+    }
+    return sqlite3_bind_text(statement, position, buffer.data(), int(buffer.size()), SQLITE_STATIC);
 }
 
 } // namespace
@@ -82,9 +93,10 @@ void RowInsert::insert(QSqlDatabase connection, const QStringList &columns,
 
     sqlite3_stmt *statement = prepared.get();
     const int count = int(columns.size());
+    value_buffers.resize(size_t(count) + 1);
     for (int i = 0; i < count; ++i)
-        bind_text(statement, i + 1, i < values.size() ? values.at(i) : QString());
-    bind_text(statement, count + 1, record);
+        bind_text(statement, i + 1, i < values.size() ? values.at(i) : QString(), value_buffers[size_t(i)]);
+    bind_text(statement, count + 1, record, value_buffers[size_t(count)]);
     sqlite3_step(statement);
     // Reset at once: the row is committed, and the statement holds nothing open.
     sqlite3_reset(statement);

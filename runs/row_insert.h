@@ -6,6 +6,8 @@
 #include <QStringList>
 
 #include <memory>
+#include <string>
+#include <vector>
 
 struct sqlite3_stmt;
 
@@ -42,6 +44,8 @@ private:
     std::unique_ptr<sqlite3_stmt, Finalize> prepared;
     QStringList prepared_columns;
     QString prepared_connection;
+    // The bound texts of the row being stored, kept from row to row.
+    std::vector<std::string> value_buffers;
 };
 
 #endif // ROW_INSERT_H
