@@ -33,8 +33,6 @@ constexpr qint64 decompression_budget_factor = 32;
 constexpr qint64 max_block_map_size = 64 * 1024 * 1024;
 constexpr int page_cache_size = 8;
 
-const char file_name_key[] = "_kMDItemFileName";
-
 class FileSource : public SpotlightByteSource
 {
 public:
@@ -326,19 +324,67 @@ const QByteArray *SpotlightStoreFile::cached_page(qint64 offset)
     return &page_cache_.front().second;
 }
 
+namespace {
+
+// Steps over a record's attributes up to its file name, which name receives
+// as UTF-8: a view into the record when it is stored as plain text, else
+// the text the full decoding gives, kept in spelt. A record names itself
+// once; stepping stops at the first file name.
+SpotlightRecordEnd find_file_name(SpotlightByteReader &record, const SpotlightTables &tables, QByteArrayView &name,
+                                  QByteArray &spelt)
+{
+    quint64 number = 0;
+    while (!record.at_end()) {
+        const SpotlightProperty *property = spotlight_next_property(record, tables, number);
+        if (!property)
+            return SpotlightRecordEnd::Damaged;
+        if (!property->is_file_name) {
+            if (!spotlight_read_value(record, *property, tables, nullptr))
+                return SpotlightRecordEnd::Damaged;
+            continue;
+        }
+        if (property->type == spotlight_type::String && !(property->flags & spotlight_flag::Multiple)) {
+            quint64 length = 0;
+            const char *bytes = nullptr;
+            const SpotlightByteReader at_value = record;
+            if (!record.read_varint(length) || !record.read_bytes(length, bytes))
+                return SpotlightRecordEnd::Damaged;
+            qsizetype size = qsizetype(length);
+            while (size > 0 && bytes[size - 1] == '\0')
+                --size;
+            // Localized texts carry a language marker: those go the long way.
+            if (!std::memchr(bytes, 0x16, size_t(size))) {
+                name = QByteArrayView(bytes, size);
+                return SpotlightRecordEnd::Stopped;
+            }
+            record = at_value;
+        }
+        MetadataValue value;
+        if (!spotlight_read_value(record, *property, tables, &value))
+            return SpotlightRecordEnd::Damaged;
+        if (value.kind == MetadataValue::Kind::Text) {
+            spelt = value.text.toUtf8();
+            name = spelt;
+        }
+        return SpotlightRecordEnd::Stopped;
+    }
+    return SpotlightRecordEnd::Complete;
+}
+
+} // namespace
+
 SpotlightScanSummary SpotlightStoreFile::scan(const std::function<void(const SpotlightScannedItem &)> &visit)
 {
     SpotlightScanSummary summary;
-    const auto wanted = [](const SpotlightProperty &property) {
-        return property.name == QLatin1String(file_name_key);
-    };
     // Damage can make pages overlap, or claim far more contents than any
     // real index compresses to; neither may multiply the work of a scan.
     qint64 covered_until = 0;
     qint64 budget = decompression_budget_factor * source_->size() + max_decompressed_page;
+    QByteArray contents;
+    QByteArray spelt;
     for (qint64 page_offset : metadata_pages_) {
         ++summary.pages;
-        QByteArray contents;
+        contents.clear();
         const PageState state = page_offset < covered_until || budget <= 0
             ? PageState::Damaged
             : read_page(page_offset, contents, qMin(budget, max_decompressed_page), &covered_until);
@@ -373,13 +419,7 @@ SpotlightScanSummary SpotlightStoreFile::scan(const std::function<void(const Spo
                 continue;
             }
             item.location = {page_offset, quint32(start), size};
-            const SpotlightRecordEnd end = spotlight_read_attributes(
-                record, tables_, wanted, [&item](const SpotlightProperty &, MetadataValue &&value) {
-                    if (value.kind == MetadataValue::Kind::Text)
-                        item.file_name = value.text;
-                    return false;
-                });
-            if (end == SpotlightRecordEnd::Damaged)
+            if (find_file_name(record, tables_, item.file_name, spelt) == SpotlightRecordEnd::Damaged)
                 ++summary.damaged_records;
             ++summary.items;
             visit(item);
@@ -408,4 +448,17 @@ std::optional<std::vector<SpotlightAttribute>> SpotlightStoreFile::attributes(co
     if (complete)
         *complete = end == SpotlightRecordEnd::Complete;
     return attributes;
+}
+
+std::optional<SpotlightItemRecord> SpotlightStoreFile::record(const SpotlightRecordLocation &location)
+{
+    const QByteArray *contents = cached_page(location.page_offset);
+    if (!contents || quint64(location.record_offset) + location.record_size > quint64(contents->size()))
+        return std::nullopt;
+    QByteArray bytes(contents->constData() + location.record_offset, qsizetype(location.record_size));
+    SpotlightByteReader reader(bytes);
+    SpotlightRecordHeader header;
+    if (!spotlight_read_record_header(reader, header))
+        return std::nullopt;
+    return SpotlightItemRecord(std::move(bytes), reader.position(), tables_);
 }

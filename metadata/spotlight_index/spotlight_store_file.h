@@ -1,10 +1,12 @@
 #ifndef SPOTLIGHT_STORE_FILE_H
 #define SPOTLIGHT_STORE_FILE_H
 
+#include "spotlight_item_record.h"
 #include "spotlight_record.h"
 #include "spotlight_tables.h"
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QString>
 
 #include <functional>
@@ -41,7 +43,9 @@ struct SpotlightRecordLocation
 struct SpotlightScannedItem
 {
     SpotlightRecordHeader header;
-    QString file_name; // empty when the item has none
+    // The file name as UTF-8, empty when the item has none; it points into
+    // the page being scanned and is valid only during the visit.
+    QByteArrayView file_name;
     SpotlightRecordLocation location;
 };
 
@@ -77,6 +81,11 @@ public:
     // the whole record could be read.
     std::optional<std::vector<SpotlightAttribute>> attributes(const SpotlightRecordLocation &location,
                                                               bool *complete = nullptr);
+
+    // The record at location, its values decoded when asked for; nothing
+    // when its page can no longer be read. The record needs this store's
+    // tables, so the store must outlive it.
+    std::optional<SpotlightItemRecord> record(const SpotlightRecordLocation &location);
 
     const SpotlightTables &tables() const { return tables_; }
 

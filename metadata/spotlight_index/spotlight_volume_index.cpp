@@ -2,8 +2,16 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QHashFunctions>
+
+#include <algorithm>
+#include <limits>
 
 namespace {
+
+// An index holding more items than this is damaged: no volume comes near.
+constexpr size_t max_items = std::numeric_limits<quint32>::max() - 1;
+constexpr size_t smallest_table = 1024;
 
 // Names on HFS+ are decomposed, copies of a volume often composed: both
 // sides are compared composed. Text without combining marks is left alone.
@@ -14,6 +22,37 @@ QString composed(const QString &name)
             return name.normalized(QString::NormalizationForm_C);
     }
     return name;
+}
+
+// A name as the look-ups compare it: UTF-8 of its composed form. Most names
+// are ASCII, and those are their own composed form.
+void append_composed(QByteArrayView name, std::vector<char> &names)
+{
+    const bool ascii = std::all_of(name.begin(), name.end(), [](char c) { return quint8(c) < 0x80; });
+    if (ascii) {
+        names.insert(names.end(), name.begin(), name.end());
+        return;
+    }
+    const QByteArray spelt = composed(QString::fromUtf8(name)).toUtf8();
+    names.insert(names.end(), spelt.begin(), spelt.end());
+}
+
+size_t mixed(quint64 value)
+{
+    value ^= value >> 33;
+    value *= 0xff51afd7ed558ccdull;
+    value ^= value >> 33;
+    value *= 0xc4ceb9fe1a85ec53ull;
+    value ^= value >> 33;
+    return size_t(value);
+}
+
+size_t table_size_for(size_t count)
+{
+    size_t size = smallest_table;
+    while (size < 2 * count)
+        size *= 2;
+    return size;
 }
 
 } // namespace
@@ -34,7 +73,7 @@ std::unique_ptr<SpotlightVolumeIndex> SpotlightVolumeIndex::read(const QString &
         }
     }
     auto index = from_stores(std::move(stores));
-    if (index->items_.isEmpty())
+    if (index->item_count() == 0)
         return nullptr;
     return index;
 }
@@ -51,52 +90,103 @@ std::unique_ptr<SpotlightVolumeIndex> SpotlightVolumeIndex::from_stores(
     return index;
 }
 
+size_t SpotlightVolumeIndex::id_slot(quint64 id) const
+{
+    const size_t mask = by_id_.size() - 1;
+    size_t slot = mixed(id) & mask;
+    while (by_id_[slot] && items_[by_id_[slot] - 1].id != id)
+        slot = (slot + 1) & mask;
+    return slot;
+}
+
+size_t SpotlightVolumeIndex::child_slot(quint64 parent, QByteArrayView name) const
+{
+    const size_t mask = children_.size() - 1;
+    size_t slot = qHashBits(name.data(), size_t(name.size()), mixed(parent)) & mask;
+    while (children_[slot]) {
+        const Item &item = items_[children_[slot] - 1];
+        if (item.parent == parent && name_of(item) == name)
+            break;
+        slot = (slot + 1) & mask;
+    }
+    return slot;
+}
+
+void SpotlightVolumeIndex::grow_ids()
+{
+    by_id_.assign(table_size_for(items_.size() + 1), 0);
+    for (size_t i = 0; i < items_.size(); ++i)
+        by_id_[id_slot(items_[i].id)] = quint32(i + 1);
+}
+
 void SpotlightVolumeIndex::add_store(std::unique_ptr<SpotlightStoreFile> store)
 {
-    const int number = int(stores_.size());
+    const quint32 number = quint32(stores_.size());
     summaries_.push_back(store->scan([this, number](const SpotlightScannedItem &scanned) {
-        const auto found = items_.constFind(scanned.header.id);
-        if (found != items_.constEnd() && found->updated >= scanned.header.updated)
-            return;
-        items_.insert(scanned.header.id,
-                      Item{scanned.header.parent, scanned.header.updated, scanned.file_name, number, scanned.location});
+        if (2 * (items_.size() + 1) > by_id_.size())
+            grow_ids();
+        const size_t slot = id_slot(scanned.header.id);
+        Item *item = nullptr;
+        if (by_id_[slot]) {
+            item = &items_[by_id_[slot] - 1];
+            if (item->updated >= scanned.header.updated)
+                return;
+        } else {
+            if (items_.size() >= max_items)
+                return;
+            items_.emplace_back();
+            by_id_[slot] = quint32(items_.size());
+            item = &items_.back();
+        }
+        item->id = scanned.header.id;
+        item->parent = scanned.header.parent;
+        item->updated = scanned.header.updated;
+        item->store = number;
+        item->location = scanned.location;
+        item->name_start = qint64(names_.size());
+        append_composed(scanned.file_name, names_);
+        item->name_size = quint32(qint64(names_.size()) - item->name_start);
     }));
     stores_.push_back(std::move(store));
 }
 
 void SpotlightVolumeIndex::place_items()
 {
-    children_.reserve(items_.size());
-    for (auto it = items_.cbegin(); it != items_.cend(); ++it) {
-        if (it.key() == root_id || it->name.isEmpty())
+    children_.assign(table_size_for(items_.size()), 0);
+    for (size_t i = 0; i < items_.size(); ++i) {
+        const Item &item = items_[i];
+        if (item.id == root_id || item.name_size == 0)
             continue;
-        const ChildKey key{it->parent, composed(it->name)};
+        const size_t slot = child_slot(item.parent, name_of(item));
         // A name reused in a folder (a file replaced by another) is the newer item's.
-        const auto existing = children_.constFind(key);
-        if (existing != children_.constEnd()) {
-            const quint64 other = items_.value(existing.value()).updated;
-            if (other > it->updated || (other == it->updated && existing.value() > it.key()))
+        if (children_[slot]) {
+            const Item &other = items_[children_[slot] - 1];
+            if (other.updated > item.updated || (other.updated == item.updated && other.id > item.id))
                 continue;
         }
-        children_.insert(key, it.key());
+        children_[slot] = quint32(i + 1);
     }
 }
 
-std::optional<std::vector<SpotlightAttribute>> SpotlightVolumeIndex::attributes(const QString &relative_path)
+std::optional<SpotlightItemRecord> SpotlightVolumeIndex::record(const QString &relative_path)
 {
+    if (items_.empty())
+        return std::nullopt;
     // Walking down from the root by names can't loop, whatever the items'
     // parent identifiers say: items in a cycle are simply never reached.
     quint64 id = root_id;
     for (const QString &part : relative_path.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
         if (part == QLatin1String("."))
             continue;
-        const auto child = children_.constFind(ChildKey{id, composed(part)});
-        if (child == children_.constEnd())
+        const QByteArray name = composed(part).toUtf8();
+        const quint32 child = children_[child_slot(id, name)];
+        if (!child)
             return std::nullopt;
-        id = child.value();
+        id = items_[child - 1].id;
     }
-    const auto item = items_.constFind(id);
-    if (item == items_.constEnd())
+    const quint32 found = by_id_[id_slot(id)];
+    if (!found)
         return std::nullopt;
-    return stores_[size_t(item->store)]->attributes(item->location);
+    const Item &item = items_[found - 1];
+    return stores_[item.store]->record(item.location);
 }

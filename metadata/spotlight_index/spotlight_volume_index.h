@@ -3,7 +3,7 @@
 
 #include "spotlight_store_file.h"
 
-#include <QHash>
+#include <QByteArrayView>
 #include <QString>
 
 #include <memory>
@@ -25,36 +25,48 @@ public:
     // The given store files, in order, as one index (for tests and tools).
     static std::unique_ptr<SpotlightVolumeIndex> from_stores(std::vector<std::unique_ptr<SpotlightStoreFile>> stores);
 
-    // The attributes of the item at a path relative to the volume root
-    // ("" for the root, "folder/file"); nothing when the index has no item there.
-    std::optional<std::vector<SpotlightAttribute>> attributes(const QString &relative_path);
+    // The record of the item at a path relative to the volume root ("" for
+    // the root, "folder/file"); nothing when the index has no item there.
+    std::optional<SpotlightItemRecord> record(const QString &relative_path);
 
-    qsizetype item_count() const { return items_.size(); }
+    qsizetype item_count() const { return qsizetype(items_.size()); }
     const std::vector<SpotlightScanSummary> &summaries() const { return summaries_; }
 
     // The volume root's identifier: HFS+ and APFS both give the root folder 2.
     static constexpr quint64 root_id = 2;
 
 private:
+    // A million items are common: an item is a few numbers, its name lies
+    // in one shared array, and both look-ups are open-addressed tables of
+    // item positions, so no item costs an allocation of its own.
     struct Item
     {
+        quint64 id = 0;
         quint64 parent = 0;
         quint64 updated = 0;
-        QString name;
-        int store = 0;
+        qint64 name_start = 0; // in names_; Unicode composed form, UTF-8
+        quint32 name_size = 0;
+        quint32 store = 0;
         SpotlightRecordLocation location;
     };
-    using ChildKey = std::pair<quint64, QString>;
 
     SpotlightVolumeIndex() = default;
     void add_store(std::unique_ptr<SpotlightStoreFile> store);
     void place_items();
+    QByteArrayView name_of(const Item &item) const { return QByteArrayView(names_.data() + item.name_start, item.name_size); }
+    // The slot of id in by_id_, or of the empty slot where it would go.
+    size_t id_slot(quint64 id) const;
+    // The slot of (parent, name) in children_, or of the empty slot where it would go.
+    size_t child_slot(quint64 parent, QByteArrayView name) const;
+    void grow_ids();
 
     std::vector<std::unique_ptr<SpotlightStoreFile>> stores_;
     std::vector<SpotlightScanSummary> summaries_;
-    QHash<quint64, Item> items_;
-    // (folder identifier, name in Unicode composed form) -> item identifier
-    QHash<ChildKey, quint64> children_;
+    std::vector<Item> items_; // the copy of each identifier the index updated last
+    std::vector<char> names_;
+    // Positions in items_ plus one; 0 marks an empty slot. Sizes are powers of two.
+    std::vector<quint32> by_id_;
+    std::vector<quint32> children_; // (folder identifier, name) -> item
 };
 
 #endif // SPOTLIGHT_VOLUME_INDEX_H

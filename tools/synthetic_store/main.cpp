@@ -68,7 +68,7 @@ int time_load(const QString &volume, const QStringList &paths, QTextStream &out)
     const qint64 load_ms = timer.elapsed();
     int found = 0;
     for (const QString &path : paths)
-        found += index && index->attributes(path) ? 1 : 0;
+        found += index && index->record(path) ? 1 : 0;
     out << "items " << (index ? index->item_count() : 0) << " load_ms " << load_ms << " lookups_ms "
         << timer.elapsed() - load_ms << " found " << found << "/" << paths.size() << " peak_kib " << peak_kib()
         << "\n";
