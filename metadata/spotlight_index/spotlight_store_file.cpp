@@ -5,6 +5,8 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QThread>
+#include <QtConcurrent/QtConcurrentMap>
 
 #include <lz4.h>
 #include <zlib.h>
@@ -283,28 +285,42 @@ void SpotlightStoreFile::read_table_page(qint64 offset, const std::function<bool
     }
 }
 
+SpotlightStoreFile::FetchedPage SpotlightStoreFile::fetch_page(qint64 offset, qint64 *end)
+{
+    FetchedPage page;
+    const auto header = read_page_header(offset);
+    if (!header)
+        return page;
+    if (end)
+        *end = offset + header->used;
+    page.payload = source_->read(offset + page_header_size, header->used - page_header_size);
+    if (page.payload.size() < qsizetype(header->used - page_header_size))
+        return page;
+    if (header->decompressed_size > page_header_size)
+        page.size_limit = qint64(header->decompressed_size) - page_header_size;
+    page.state = page.payload.startsWith("bvx") ? PageState::Skipped : PageState::Read;
+    return page;
+}
+
+SpotlightStoreFile::PageState SpotlightStoreFile::decode_page(const FetchedPage &page, qint64 limit,
+                                                              QByteArray &contents)
+{
+    if (page.state != PageState::Read)
+        return page.state; // Skipped: LZFSE, no decoder for it on this system
+    if (page.size_limit >= 0)
+        limit = qMin(limit, page.size_limit);
+    if (page.payload.startsWith("bv4"))
+        return decompress_lz4(page.payload, limit, contents) ? PageState::Read : PageState::Damaged;
+    if (is_zlib_stream(page.payload))
+        return decompress_zlib(page.payload, limit, contents) ? PageState::Read : PageState::Damaged;
+    contents = page.payload; // records stored as they are
+    return PageState::Read;
+}
+
 SpotlightStoreFile::PageState SpotlightStoreFile::read_page(qint64 offset, QByteArray &contents, qint64 limit,
                                                             qint64 *end)
 {
-    const auto header = read_page_header(offset);
-    if (!header)
-        return PageState::Damaged;
-    if (end)
-        *end = offset + header->used;
-    const QByteArray payload = source_->read(offset + page_header_size, header->used - page_header_size);
-    if (payload.size() < qsizetype(header->used - page_header_size))
-        return PageState::Damaged;
-
-    if (payload.startsWith("bvx"))
-        return PageState::Skipped; // LZFSE: no decoder for it on this system
-    if (header->decompressed_size > page_header_size)
-        limit = qMin<qint64>(limit, qint64(header->decompressed_size) - page_header_size);
-    if (payload.startsWith("bv4"))
-        return decompress_lz4(payload, limit, contents) ? PageState::Read : PageState::Damaged;
-    if (is_zlib_stream(payload))
-        return decompress_zlib(payload, limit, contents) ? PageState::Read : PageState::Damaged;
-    contents = payload; // records stored as they are
-    return PageState::Read;
+    return decode_page(fetch_page(offset, end), limit, contents);
 }
 
 const QByteArray *SpotlightStoreFile::cached_page(qint64 offset)
@@ -373,56 +389,103 @@ SpotlightRecordEnd find_file_name(SpotlightByteReader &record, const SpotlightTa
 
 } // namespace
 
+// One metadata page of a scan: fetched in order, then decoded and its
+// records read on any thread, then handed to the visitor in order.
+struct SpotlightStoreFile::ScannedPage
+{
+    qint64 offset = 0;
+    qint64 limit = 0;
+    FetchedPage fetched;
+    PageState state = PageState::Damaged;
+    QByteArray contents;
+    std::vector<SpotlightScannedItem> items; // file names point into contents or spelt
+    std::vector<QByteArray> spelt;
+    qint64 damaged_records = 0;
+};
+
+void SpotlightStoreFile::read_records(ScannedPage &page, const SpotlightTables &tables)
+{
+    page.state = decode_page(page.fetched, page.limit, page.contents);
+    page.fetched.payload.clear();
+    if (page.state != PageState::Read)
+        return;
+    // Records follow each other, each preceded by its size.
+    SpotlightByteReader reader(page.contents);
+    QByteArray spelt;
+    while (reader.remaining() >= 4) {
+        quint32 size = 0;
+        reader.read_u32(size);
+        if (size == 0)
+            break; // the unused rest of the page
+        const qsizetype start = reader.position();
+        const char *bytes = nullptr;
+        if (!reader.read_bytes(size, bytes)) {
+            ++page.damaged_records;
+            break;
+        }
+        SpotlightByteReader record(bytes, qsizetype(size));
+        SpotlightScannedItem item;
+        if (!spotlight_read_record_header(record, item.header)) {
+            ++page.damaged_records;
+            continue;
+        }
+        item.location = {page.offset, quint32(start), size};
+        if (find_file_name(record, tables, item.file_name, spelt) == SpotlightRecordEnd::Damaged)
+            ++page.damaged_records;
+        if (!spelt.isEmpty()) {
+            page.spelt.push_back(std::move(spelt));
+            item.file_name = page.spelt.back();
+            spelt = QByteArray();
+        }
+        page.items.push_back(item);
+    }
+}
+
 SpotlightScanSummary SpotlightStoreFile::scan(const std::function<void(const SpotlightScannedItem &)> &visit)
 {
     SpotlightScanSummary summary;
     // Damage can make pages overlap, or claim far more contents than any
     // real index compresses to; neither may multiply the work of a scan.
+    // The budget is settled batch by batch: at most one batch of pages more.
     qint64 covered_until = 0;
     qint64 budget = decompression_budget_factor * source_->size() + max_decompressed_page;
-    QByteArray contents;
-    QByteArray spelt;
-    for (qint64 page_offset : metadata_pages_) {
-        ++summary.pages;
-        contents.clear();
-        const PageState state = page_offset < covered_until || budget <= 0
-            ? PageState::Damaged
-            : read_page(page_offset, contents, qMin(budget, max_decompressed_page), &covered_until);
-        budget -= contents.size();
-        if (state == PageState::Skipped) {
-            ++summary.pages_skipped;
-            continue;
+    // Pages are read from the store in order, decoded on every processor:
+    // decompressing them is most of the work of opening a large index.
+    const size_t batch_size = size_t(4 * qMax(1, QThread::idealThreadCount()));
+    std::vector<ScannedPage> batch;
+    for (size_t first = 0; first < metadata_pages_.size(); first += batch_size) {
+        batch.clear();
+        batch.resize(qMin(batch_size, metadata_pages_.size() - first));
+        for (size_t i = 0; i < batch.size(); ++i) {
+            ScannedPage &page = batch[i];
+            page.offset = metadata_pages_[first + i];
+            page.limit = qMin(budget, max_decompressed_page);
+            if (page.offset >= covered_until && budget > 0)
+                page.fetched = fetch_page(page.offset, &covered_until);
         }
-        if (state == PageState::Damaged) {
-            ++summary.pages_damaged;
-            continue;
-        }
-        ++summary.pages_read;
+        const SpotlightTables &tables = tables_;
+        if (batch.size() == 1)
+            read_records(batch.front(), tables);
+        else
+            QtConcurrent::blockingMap(batch, [&tables](ScannedPage &page) { read_records(page, tables); });
 
-        // Records follow each other, each preceded by its size.
-        SpotlightByteReader page(contents);
-        while (page.remaining() >= 4) {
-            quint32 size = 0;
-            page.read_u32(size);
-            if (size == 0)
-                break; // the unused rest of the page
-            const qsizetype start = page.position();
-            const char *bytes = nullptr;
-            if (!page.read_bytes(size, bytes)) {
-                ++summary.damaged_records;
-                break;
-            }
-            SpotlightByteReader record(bytes, qsizetype(size));
-            SpotlightScannedItem item;
-            if (!spotlight_read_record_header(record, item.header)) {
-                ++summary.damaged_records;
+        for (ScannedPage &page : batch) {
+            ++summary.pages;
+            const PageState state = budget <= 0 ? PageState::Damaged : page.state;
+            budget -= page.contents.size();
+            if (state == PageState::Skipped) {
+                ++summary.pages_skipped;
                 continue;
             }
-            item.location = {page_offset, quint32(start), size};
-            if (find_file_name(record, tables_, item.file_name, spelt) == SpotlightRecordEnd::Damaged)
-                ++summary.damaged_records;
-            ++summary.items;
-            visit(item);
+            if (state == PageState::Damaged) {
+                ++summary.pages_damaged;
+                continue;
+            }
+            ++summary.pages_read;
+            summary.damaged_records += page.damaged_records;
+            summary.items += qint64(page.items.size());
+            for (const SpotlightScannedItem &item : page.items)
+                visit(item);
         }
     }
     return summary;

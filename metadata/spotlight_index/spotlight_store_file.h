@@ -97,7 +97,22 @@ private:
 
     bool read_header(const QString &string_map_folder);
     void read_table_page(qint64 offset, const std::function<bool(SpotlightByteReader &)> &add_entry);
+    // A page's payload as stored, before decompression.
+    struct FetchedPage
+    {
+        PageState state = PageState::Damaged;
+        QByteArray payload;
+        qint64 size_limit = -1; // what the page header says it decompresses to
+    };
+    struct ScannedPage;
+
     std::optional<PageHeader> read_page_header(qint64 offset);
+    // Reads a page's header and payload; end receives where the page ends.
+    FetchedPage fetch_page(qint64 offset, qint64 *end);
+    // Decompresses at most limit bytes; safe on any thread.
+    static PageState decode_page(const FetchedPage &page, qint64 limit, QByteArray &contents);
+    // Decodes a fetched page and reads its records; safe on any thread.
+    static void read_records(ScannedPage &page, const SpotlightTables &tables);
     // Decompresses at most limit bytes; end receives where the page ends.
     PageState read_page(qint64 offset, QByteArray &contents, qint64 limit, qint64 *end = nullptr);
     const QByteArray *cached_page(qint64 offset);
