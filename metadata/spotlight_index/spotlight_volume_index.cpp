@@ -12,6 +12,7 @@ namespace {
 // An index holding more items than this is damaged: no volume comes near.
 constexpr size_t max_items = std::numeric_limits<quint32>::max() - 1;
 constexpr size_t smallest_table = 1024;
+constexpr size_t not_found = std::numeric_limits<size_t>::max();
 
 // Names on HFS+ are decomposed, copies of a volume often composed: both
 // sides are compared composed. Text without combining marks is left alone.
@@ -73,7 +74,7 @@ std::unique_ptr<SpotlightVolumeIndex> SpotlightVolumeIndex::read(const QString &
         }
     }
     auto index = from_stores(std::move(stores));
-    if (index->item_count() == 0)
+    if (index->is_empty())
         return nullptr;
     return index;
 }
@@ -86,7 +87,6 @@ std::unique_ptr<SpotlightVolumeIndex> SpotlightVolumeIndex::from_stores(
         if (store)
             index->add_store(std::move(store));
     }
-    index->place_items();
     return index;
 }
 
@@ -112,46 +112,54 @@ size_t SpotlightVolumeIndex::child_slot(quint64 parent, QByteArrayView name) con
     return slot;
 }
 
-void SpotlightVolumeIndex::grow_ids()
-{
-    by_id_.assign(table_size_for(items_.size() + 1), 0);
-    for (size_t i = 0; i < items_.size(); ++i)
-        by_id_[id_slot(items_[i].id)] = quint32(i + 1);
-}
-
 void SpotlightVolumeIndex::add_store(std::unique_ptr<SpotlightStoreFile> store)
 {
     const quint32 number = quint32(stores_.size());
     summaries_.push_back(store->scan([this, number](const SpotlightScannedItem &scanned) {
-        if (2 * (items_.size() + 1) > by_id_.size())
-            grow_ids();
-        const size_t slot = id_slot(scanned.header.id);
-        Item *item = nullptr;
-        if (by_id_[slot]) {
-            item = &items_[by_id_[slot] - 1];
-            if (item->updated >= scanned.header.updated)
-                return;
-        } else {
-            if (items_.size() >= max_items)
-                return;
-            items_.emplace_back();
-            by_id_[slot] = quint32(items_.size());
-            item = &items_.back();
-        }
-        item->id = scanned.header.id;
-        item->parent = scanned.header.parent;
-        item->updated = scanned.header.updated;
-        item->store = number;
-        item->location = scanned.location;
-        item->name_start = qint64(names_.size());
+        if (items_.size() >= max_items)
+            return;
+        Item item;
+        item.id = scanned.header.id;
+        item.parent = scanned.header.parent;
+        item.updated = scanned.header.updated;
+        item.store = number;
+        item.location = scanned.location;
+        item.name_start = qint64(names_.size());
         append_composed(scanned.file_name, names_);
-        item->name_size = quint32(qint64(names_.size()) - item->name_start);
+        item.name_size = quint32(qint64(names_.size()) - item.name_start);
+        items_.push_back(item);
     }));
     stores_.push_back(std::move(store));
+    tables_built_ = false;
 }
 
-void SpotlightVolumeIndex::place_items()
+qsizetype SpotlightVolumeIndex::item_count()
 {
+    build_tables();
+    return qsizetype(items_.size());
+}
+
+void SpotlightVolumeIndex::build_tables()
+{
+    if (tables_built_)
+        return;
+    tables_built_ = true;
+    // The copy the index updated last counts; of equal ones, the first read.
+    // Counting copies move to the front in place: no second array of items.
+    by_id_.assign(table_size_for(items_.size()), 0);
+    size_t kept = 0;
+    for (size_t i = 0; i < items_.size(); ++i) {
+        const Item copy = items_[i];
+        const size_t slot = id_slot(copy.id);
+        if (!by_id_[slot]) {
+            items_[kept] = copy;
+            by_id_[slot] = quint32(++kept);
+        } else if (is_newer_copy(copy, items_[by_id_[slot] - 1])) {
+            items_[by_id_[slot] - 1] = copy;
+        }
+    }
+    items_.resize(kept);
+
     children_.assign(table_size_for(items_.size()), 0);
     for (size_t i = 0; i < items_.size(); ++i) {
         const Item &item = items_[i];
@@ -159,25 +167,68 @@ void SpotlightVolumeIndex::place_items()
             continue;
         const size_t slot = child_slot(item.parent, name_of(item));
         // A name reused in a folder (a file replaced by another) is the newer item's.
-        if (children_[slot]) {
-            const Item &other = items_[children_[slot] - 1];
-            if (other.updated > item.updated || (other.updated == item.updated && other.id > item.id))
-                continue;
-        }
+        if (children_[slot] && !owns_name_over(item, items_[children_[slot] - 1]))
+            continue;
         children_[slot] = quint32(i + 1);
     }
 }
 
-std::optional<SpotlightItemRecord> SpotlightVolumeIndex::record(const QString &relative_path)
+std::optional<size_t> SpotlightVolumeIndex::counting_copy(quint64 id) const
 {
-    if (items_.empty())
-        return std::nullopt;
-    // Walking down from the root by names can't loop, whatever the items'
-    // parent identifiers say: items in a cycle are simply never reached.
+    std::optional<size_t> found;
+    for (size_t i = 0; i < items_.size(); ++i) {
+        if (items_[i].id == id && (!found || is_newer_copy(items_[i], items_[*found])))
+            found = i;
+    }
+    return found;
+}
+
+std::optional<size_t> SpotlightVolumeIndex::find_by_walking(const QStringList &parts) const
+{
     quint64 id = root_id;
-    for (const QString &part : relative_path.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
-        if (part == QLatin1String("."))
-            continue;
+    std::vector<size_t> named;
+    QHash<quint64, size_t> counting; // candidate identifier -> its counting copy
+    for (const QString &part : parts) {
+        const QByteArray name = composed(part).toUtf8();
+        // Every copy named so in the folder...
+        named.clear();
+        counting.clear();
+        for (size_t i = 0; i < items_.size(); ++i) {
+            const Item &item = items_[i];
+            if (item.parent == id && item.id != root_id && item.name_size == quint32(name.size())
+                && name_of(item) == name) {
+                named.push_back(i);
+                counting.insert(item.id, not_found);
+            }
+        }
+        if (named.empty())
+            return std::nullopt;
+        // ...of those, the ones that count for their item (wherever its
+        // other copies are named)...
+        for (size_t i = 0; i < items_.size(); ++i) {
+            const auto found = counting.find(items_[i].id);
+            if (found != counting.end() && (found.value() == not_found || is_newer_copy(items_[i], items_[found.value()])))
+                found.value() = i;
+        }
+        // ...and of those, the one that owns the name.
+        std::optional<size_t> owner;
+        for (const size_t i : named) {
+            if (counting.value(items_[i].id) != i)
+                continue;
+            if (!owner || owns_name_over(items_[i], items_[*owner]))
+                owner = i;
+        }
+        if (!owner)
+            return std::nullopt;
+        id = items_[*owner].id;
+    }
+    return counting_copy(id);
+}
+
+std::optional<size_t> SpotlightVolumeIndex::find_in_tables(const QStringList &parts) const
+{
+    quint64 id = root_id;
+    for (const QString &part : parts) {
         const QByteArray name = composed(part).toUtf8();
         const quint32 child = children_[child_slot(id, name)];
         if (!child)
@@ -187,6 +238,27 @@ std::optional<SpotlightItemRecord> SpotlightVolumeIndex::record(const QString &r
     const quint32 found = by_id_[id_slot(id)];
     if (!found)
         return std::nullopt;
-    const Item &item = items_[found - 1];
+    return found - 1;
+}
+
+std::optional<SpotlightItemRecord> SpotlightVolumeIndex::record(const QString &relative_path)
+{
+    if (items_.empty())
+        return std::nullopt;
+    // Walking down from the root by names can't loop, whatever the items'
+    // parent identifiers say: items in a cycle are simply never reached.
+    QStringList parts = relative_path.split(QLatin1Char('/'), Qt::SkipEmptyParts);
+    parts.removeAll(QStringLiteral("."));
+    std::optional<size_t> found;
+    if (!tables_built_ && lookups_ == 0) {
+        found = find_by_walking(parts);
+    } else {
+        build_tables();
+        found = find_in_tables(parts);
+    }
+    ++lookups_;
+    if (!found)
+        return std::nullopt;
+    const Item &item = items_[*found];
     return stores_[item.store]->record(item.location);
 }
