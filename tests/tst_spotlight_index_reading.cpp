@@ -85,6 +85,8 @@ private slots:
     void file_names_from_raw_records();
     void copies_over_many_pages_data();
     void copies_over_many_pages();
+    void deep_paths_data();
+    void deep_paths();
     void values_decoded_for_the_key_asked_data();
     void values_decoded_for_the_key_asked();
     void file_consulted_only_for_missing_keys_data();
@@ -211,6 +213,40 @@ void tst_spotlight_index_reading::copies_over_many_pages()
         auto item = store->create_item(volume.path() + "/" + path);
         QCOMPARE(item ? item->copy_attribute("kMDItemDisplayName") : MetadataValue::null_value(), expected);
     }
+}
+
+void tst_spotlight_index_reading::deep_paths_data()
+{
+    QTest::addColumn<int>("depth");
+
+    QTest::newRow("a few folders deep: found by walking") << 3;
+    QTest::newRow("deeper than any walk: found through the tables at once") << 70;
+}
+
+void tst_spotlight_index_reading::deep_paths()
+{
+    QFETCH(int, depth);
+
+    // A chain of folders, the file at its bottom, and a file of the same
+    // name at the top that must not be taken for it.
+    QList<QByteArray> records;
+    QString path;
+    quint64 parent = 2;
+    for (int level = 0; level < depth; ++level) {
+        const quint64 id = 100 + quint64(level);
+        records.append(record({id, parent, 1, "d", "folder"}));
+        path += "d/";
+        parent = id;
+    }
+    records.append(record({50, parent, 1, "f.txt", "deep"}));
+    records.append(record({51, 2, 1, "f.txt", "top"}));
+    auto index = index_of({{records_page(records)}});
+    for (int lookup = 1; lookup <= 2; ++lookup) {
+        const auto found = index->record(path + "f.txt");
+        QVERIFY(found);
+        QCOMPARE(found->value("kMDItemDisplayName"), MetadataValue::from_text("deep"));
+    }
+    QVERIFY(!index->record(path + "d/f.txt"));
 }
 
 void tst_spotlight_index_reading::values_decoded_for_the_key_asked_data()

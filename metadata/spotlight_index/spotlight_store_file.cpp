@@ -34,6 +34,7 @@ constexpr qint64 max_decompressed_page = 16 * 1024 * 1024;
 constexpr qint64 decompression_budget_factor = 32;
 constexpr qint64 max_block_map_size = 64 * 1024 * 1024;
 constexpr int page_cache_size = 8;
+constexpr qint64 max_batch_contents = 64 * 1024 * 1024;
 
 class FileSource : public SpotlightByteSource
 {
@@ -451,17 +452,23 @@ SpotlightScanSummary SpotlightStoreFile::scan(const std::function<void(const Spo
     qint64 budget = decompression_budget_factor * source_->size() + max_decompressed_page;
     // Pages are read from the store in order, decoded on every processor:
     // decompressing them is most of the work of opening a large index.
-    const size_t batch_size = size_t(4 * qMax(1, QThread::idealThreadCount()));
+    // A batch holds at most max_batch_contents of decompressed pages, as
+    // far as their headers tell, so that pages claiming the largest size
+    // cannot multiply memory by the number of processors.
+    const size_t batch_size = size_t(qBound(2, 4 * QThread::idealThreadCount(), 64));
     std::vector<ScannedPage> batch;
-    for (size_t first = 0; first < metadata_pages_.size(); first += batch_size) {
+    for (size_t next = 0; next < metadata_pages_.size();) {
         batch.clear();
-        batch.resize(qMin(batch_size, metadata_pages_.size() - first));
-        for (size_t i = 0; i < batch.size(); ++i) {
-            ScannedPage &page = batch[i];
-            page.offset = metadata_pages_[first + i];
+        qint64 batch_contents = 0;
+        while (next < metadata_pages_.size() && batch.size() < batch_size && batch_contents < max_batch_contents) {
+            ScannedPage &page = batch.emplace_back();
+            page.offset = metadata_pages_[next++];
             page.limit = qMin(budget, max_decompressed_page);
             if (page.offset >= covered_until && budget > 0)
                 page.fetched = fetch_page(page.offset, &covered_until);
+            if (page.fetched.size_limit >= 0)
+                page.limit = qMin(page.limit, page.fetched.size_limit);
+            batch_contents += page.limit;
         }
         const SpotlightTables &tables = tables_;
         if (batch.size() == 1)

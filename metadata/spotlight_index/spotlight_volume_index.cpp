@@ -13,6 +13,9 @@ namespace {
 constexpr size_t max_items = std::numeric_limits<quint32>::max() - 1;
 constexpr size_t smallest_table = 1024;
 constexpr size_t not_found = std::numeric_limits<size_t>::max();
+// Walking costs a pass over every item per path component: a path deeper
+// than any real folder tree goes to the tables at once.
+constexpr qsizetype max_walked_components = 64;
 
 // Names on HFS+ are decomposed, copies of a volume often composed: both
 // sides are compared composed. Text without combining marks is left alone.
@@ -250,7 +253,7 @@ std::optional<SpotlightItemRecord> SpotlightVolumeIndex::record(const QString &r
     QStringList parts = relative_path.split(QLatin1Char('/'), Qt::SkipEmptyParts);
     parts.removeAll(QStringLiteral("."));
     std::optional<size_t> found;
-    if (!tables_built_ && lookups_ == 0) {
+    if (!tables_built_ && lookups_ == 0 && parts.size() <= max_walked_components) {
         found = find_by_walking(parts);
     } else {
         build_tables();
