@@ -1,6 +1,52 @@
 #include "row_insert.h"
 
+#include <QSqlDriver>
 #include <QVariant>
+
+#include <sqlite3.h>
+
+namespace {
+
+// The open SQLite connection behind a framework connection; null when the
+// driver is no SQLite driver or the connection is closed.
+sqlite3 *sqlite_handle(const QSqlDatabase &connection)
+{
+    const QVariant handle = connection.driver() ? connection.driver()->handle() : QVariant();
+    if (!handle.isValid() || qstrcmp(handle.typeName(), "sqlite3*") != 0)
+        return nullptr;
+    return *static_cast<sqlite3 *const *>(handle.constData());
+}
+
+// Null text is NULL, empty text '': the host tells "no value" from "no
+// metadata item" by that difference. The text is handed over as UTF-8, the
+// result databases' encoding, spelt into buffer, which outlives the step.
+int bind_text(sqlite3_stmt *statement, int position, const QString &text, std::string &buffer)
+{
+    if (text.isNull())
+        return sqlite3_bind_null(statement, position);
+    buffer.resize(size_t(text.size()));
+    char *spelt = buffer.data();
+    for (const QChar c : text) {
+        if (c.unicode() >= 0x80) {
+            const QByteArray encoded = text.toUtf8();
+            buffer.assign(encoded.constData(), size_t(encoded.size()));
+            break;
+        }
+        *spelt++ = char(c.unicode());
+    }
+    return sqlite3_bind_text(statement, position, buffer.data(), int(buffer.size()), SQLITE_STATIC);
+}
+
+} // namespace
+
+void RowInsert::Finalize::operator()(sqlite3_stmt *statement) const
+{
+    sqlite3_finalize(statement);
+}
+
+RowInsert::RowInsert() = default;
+
+RowInsert::~RowInsert() = default;
 
 QString RowInsert::statement(const QStringList &columns)
 {
@@ -26,30 +72,40 @@ void RowInsert::insert(QSqlDatabase connection, const QStringList &columns,
         return;
 
     if (!prepared || columns != prepared_columns || connection.connectionName() != prepared_connection) {
-        query = QSqlQuery(connection);
-        if (!query.prepare(statement(columns))) {
-            // A table without these columns: this file's row is lost, and the
-            // next file tries again.
-            release();
+        release();
+        sqlite3 *database = sqlite_handle(connection);
+        if (!database)
+            return;
+        const QString text = statement(columns);
+        sqlite3_stmt *statement = nullptr;
+        // A table without these columns: this file's row is lost, and the
+        // next file tries again.
+        if (sqlite3_prepare16_v2(database, text.utf16(), int(text.size() * sizeof(QChar)), &statement, nullptr)
+                != SQLITE_OK
+            || !statement) {
+            sqlite3_finalize(statement);
             return;
         }
-        prepared = true;
+        prepared.reset(statement);
         prepared_columns = columns;
         prepared_connection = connection.connectionName();
     }
 
-    // Null texts become NULL, empty texts '': the host tells "no value"
-    // from "no metadata item" by that difference.
-    for (int i = 0; i < columns.size(); ++i)
-        query.bindValue(i, i < values.size() ? QVariant(values.at(i)) : QVariant(QString()));
-    query.bindValue(int(columns.size()), record);
-    query.exec();
+    sqlite3_stmt *statement = prepared.get();
+    const int count = int(columns.size());
+    value_buffers.resize(size_t(count) + 1);
+    for (int i = 0; i < count; ++i)
+        bind_text(statement, i + 1, i < values.size() ? values.at(i) : QString(), value_buffers[size_t(i)]);
+    bind_text(statement, count + 1, record, value_buffers[size_t(count)]);
+    sqlite3_step(statement);
+    // Reset at once: the row is committed, and the statement holds nothing open.
+    sqlite3_reset(statement);
+    sqlite3_clear_bindings(statement);
 }
 
 void RowInsert::release()
 {
-    query = QSqlQuery();
-    prepared = false;
+    prepared.reset();
     prepared_columns.clear();
     prepared_connection.clear();
 }

@@ -2,16 +2,27 @@
 #define ROW_INSERT_H
 
 #include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QString>
 #include <QStringList>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+struct sqlite3_stmt;
 
 // The insert of one result row, prepared once and bound again for every
 // file: within a run every row names the same columns, and preparing the
 // statement anew for each file would cost more than the insert itself.
+// Values are bound by position straight on the connection's SQLite handle:
+// the framework's binding names a placeholder for every value, which cost
+// more than storing the row.
 class RowInsert
 {
 public:
+    RowInsert();
+    ~RowInsert();
+
     // The statement for a row with these columns and filesystem_record;
     // a "'" inside a column name is doubled so that it cannot end the name.
     static QString statement(const QStringList &columns);
@@ -25,10 +36,16 @@ public:
     void release();
 
 private:
-    QSqlQuery query;
+    struct Finalize
+    {
+        void operator()(sqlite3_stmt *statement) const;
+    };
+
+    std::unique_ptr<sqlite3_stmt, Finalize> prepared;
     QStringList prepared_columns;
     QString prepared_connection;
-    bool prepared = false;
+    // The bound texts of the row being stored, kept from row to row.
+    std::vector<std::string> value_buffers;
 };
 
 #endif // ROW_INSERT_H

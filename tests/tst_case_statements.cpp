@@ -4,6 +4,10 @@
 #include "record_batches.h"
 #include "row_insert.h"
 
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QSqlRecord>
+#include <QTemporaryDir>
 #include <QtTest>
 
 class tst_case_statements : public QObject
@@ -15,6 +19,9 @@ private slots:
     void run_status_updates();
     void row_insert_statement_data();
     void row_insert_statement();
+    void stored_row_keeps_every_text_data();
+    void stored_row_keeps_every_text();
+    void row_insert_follows_the_columns_asked_for();
     void connection_names_never_repeat();
 };
 
@@ -92,6 +99,93 @@ void tst_case_statements::row_insert_statement()
     QFETCH(QStringList, columns);
     QFETCH(QString, expected);
     QCOMPARE(RowInsert::statement(columns), expected);
+}
+
+namespace {
+
+// A result table with two text columns in a fresh database.
+QSqlDatabase result_database(const QTemporaryDir &folder)
+{
+    QSqlDatabase connection = open_case_connection(folder.filePath("result.sqlite"), FailedOpen::KeepRegistration);
+    QSqlQuery query(connection);
+    if (!query.exec("create table files (INT integer primary key, a text, b text, filesystem_record integer)"))
+        qWarning() << query.lastError().text();
+    return connection;
+}
+
+QVariantList stored_rows(QSqlDatabase connection, const QString &columns)
+{
+    QVariantList values;
+    QSqlQuery query(connection);
+    if (!query.exec("select " + columns + " from files order by rowid"))
+        qWarning() << query.lastError().text();
+    while (query.next()) {
+        for (int i = 0; i < query.record().count(); ++i)
+            values.append(query.value(i));
+    }
+    return values;
+}
+
+} // namespace
+
+void tst_case_statements::stored_row_keeps_every_text_data()
+{
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("plain text") << "public.data";
+    QTest::newRow("empty text is stored as empty, not NULL") << QString("");
+    QTest::newRow("missing value is NULL") << QString();
+    QTest::newRow("accented text") << QString::fromUtf8("R\xc3\xa9sum\xc3\xa9.txt");
+    QTest::newRow("decomposed text stays decomposed") << QString::fromUtf8("Re\xcc\x81sume\xcc\x81");
+    QTest::newRow("text beyond the basic plane") << QString::fromUtf8("tag \xf0\x9f\x94\xb4 red");
+    QTest::newRow("ascii after non-ascii") << QString::fromUtf8("\xe6\x97\xa5\xe6\x9c\xac;Japan");
+    QTest::newRow("zero character inside the text") << QString("a") + QChar(0) + QString("b");
+}
+
+void tst_case_statements::stored_row_keeps_every_text()
+{
+    QFETCH(QString, text);
+
+    QTemporaryDir folder;
+    QSqlDatabase connection = result_database(folder);
+    RowInsert insert;
+    // A longer value first: the buffers kept from row to row must not leak
+    // its tail into the next one.
+    insert.insert(connection, {"a", "b"}, {QString(300, QChar('x')), "first"}, "1");
+    insert.insert(connection, {"a", "b"}, {text, text}, "2");
+    insert.release();
+
+    const QVariantList rows = stored_rows(connection, "a, b, filesystem_record, typeof(a)");
+    QCOMPARE(rows.size(), 8);
+    QCOMPARE(rows[4].isNull(), text.isNull());
+    QCOMPARE(rows[4].toString(), text);
+    QCOMPARE(rows[5].toString(), text);
+    QCOMPARE(rows[6].toLongLong(), 2);
+    QCOMPARE(rows[7].toString(), text.isNull() ? QString("null") : QString("text"));
+    connection.close();
+}
+
+void tst_case_statements::row_insert_follows_the_columns_asked_for()
+{
+    QTemporaryDir folder;
+    QSqlDatabase connection = result_database(folder);
+    RowInsert insert;
+    insert.insert(connection, {"a", "b"}, {"1a", "1b"}, "1");
+    // Other columns: prepared anew. Fewer values than columns: NULL.
+    insert.insert(connection, {"b"}, {}, "2");
+    // A column the table lacks loses that row only.
+    insert.insert(connection, {"missing"}, {"x"}, "3");
+    insert.insert(connection, {"a"}, {"4a"}, "4");
+    insert.release();
+
+    const QVariantList expected = {"1a", "1b", 1, QVariant(), QVariant(), 2, "4a", QVariant(), 4};
+    const QVariantList rows = stored_rows(connection, "a, b, filesystem_record");
+    QCOMPARE(rows.size(), expected.size());
+    for (int i = 0; i < rows.size(); ++i) {
+        QCOMPARE(rows[i].isNull(), expected[i].isNull());
+        QCOMPARE(rows[i].toString(), expected[i].toString());
+    }
+    connection.close();
 }
 
 void tst_case_statements::connection_names_never_repeat()

@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QTemporaryDir>
 #include <QtTest>
 
 using Records = QList<QPair<QVariant, QVariant>>;
@@ -170,7 +171,13 @@ void tst_full_metadata_run::killed_midway_keeps_rows_and_marks_nothing()
     test_case.create_file_system_db(numbered_records(4000));
     test_case.create_metadata_db(keys);
 
+    // A killed worker cannot remove the runtime folder it would make for
+    // itself: it gets one that goes with the test.
+    QTemporaryDir runtime_folder;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime_folder.path());
     QProcess worker;
+    worker.setProcessEnvironment(environment);
     worker.start(QStringLiteral(VANTREL_EXECUTABLE),
                  {test_case.source_root(), QString(), test_case.case_dir(), TestCase::joined(keys),
                   TestCase::joined(keys), test_case.source_name(), "2"});

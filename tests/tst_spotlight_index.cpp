@@ -6,6 +6,7 @@
 #include "spotlight_index/spotlight_index_store.h"
 #include "spotlight_index/spotlight_store_file.h"
 #include "spotlight_index/spotlight_volume_index.h"
+#include "synthetic_spotlight_store.h"
 
 #include <QtTest>
 
@@ -13,6 +14,8 @@
 #include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
+
+using namespace synthetic_spotlight;
 
 namespace {
 
@@ -45,114 +48,6 @@ class FileStoreStandIn : public MetadataStore
 public:
     std::unique_ptr<MetadataItem> create_item(const QString &) override { return std::make_unique<Item>(); }
 };
-
-// A small store written the way the index writes one: header, block map,
-// attribute table page and zlib-compressed metadata pages.
-struct SyntheticItem
-{
-    quint64 id = 0;
-    quint64 parent = 0;
-    quint64 updated = 0;
-    QString name;
-    QString display_name;
-};
-
-QByteArray varint(quint64 value)
-{
-    QByteArray bytes;
-    for (int following = 0; following < 8; ++following) {
-        const int bits = 7 - following + 8 * following;
-        if (value >> bits)
-            continue;
-        bytes.append(char(((0xff00 >> following) & 0xff) | (value >> (8 * following))));
-        for (int i = following - 1; i >= 0; --i)
-            bytes.append(char(value >> (8 * i)));
-        return bytes;
-    }
-    bytes.append(char(0xff));
-    for (int i = 0; i < 8; ++i)
-        bytes.append(char(value >> (8 * i)));
-    return bytes;
-}
-
-QByteArray u32(quint32 value)
-{
-    QByteArray bytes(4, 0);
-    qToLittleEndian(value, bytes.data());
-    return bytes;
-}
-
-QByteArray page(const QByteArray &body, quint32 flags, quint32 decompressed_size, bool compress)
-{
-    const QByteArray payload = compress ? qCompress(body).mid(4) : body;
-    QByteArray bytes = "2pbd" + u32(0) + u32(0x14 + payload.size()) + u32(flags) + u32(decompressed_size) + payload;
-    const int size = (bytes.size() + 0xfff) & ~0xfff;
-    bytes.resize(size, '\0');
-    qToLittleEndian(quint32(size), bytes.data() + 4);
-    return bytes;
-}
-
-QByteArray record(const SyntheticItem &item)
-{
-    QByteArray record = varint(item.id) + '\0' + varint(1) + varint(item.parent) + varint(item.updated);
-    const QByteArray name = item.name.toUtf8() + '\0';
-    const QByteArray display = item.display_name.toUtf8() + '\0';
-    record += varint(1) + varint(quint64(name.size())) + name;
-    record += varint(1) + varint(quint64(display.size())) + display;
-    return record;
-}
-
-QByteArray records_page(const QList<QByteArray> &records)
-{
-    QByteArray body;
-    for (const QByteArray &record : records)
-        body += u32(quint32(record.size())) + record;
-    return page(body, 0x09, quint32(0x14 + body.size()), true);
-}
-
-// Header block, block map, attribute table page, then the metadata pages,
-// each listed map_repeat times in the block map.
-QByteArray assemble_store(const QList<QByteArray> &metadata_pages, int map_repeat = 1)
-{
-    QByteArray properties = QByteArray(12, '\0');
-    properties += u32(1) + "\x0b\x4c" "_kMDItemFileName" + '\0';
-    properties += u32(2) + "\x0b\x40" "kMDItemDisplayName" + '\0';
-    properties += u32(3) + "\x08\x0e" "kMDStoreAccumulatedSizes" + '\0';
-    const QByteArray property_page = page(properties, 0x11, 0, false);
-
-    const qsizetype entries = metadata_pages.size() * map_repeat;
-    const int map_blocks = int((0x14 + 16 * entries + 0xfff) / 0x1000);
-    quint32 block = 1 + quint32(map_blocks);
-    const quint32 property_block = block;
-    block += quint32(property_page.size() / 0x1000);
-    QByteArray map = "2mbd" + u32(quint32(map_blocks * 0x1000)) + u32(quint32(entries)) + u32(0) + u32(0);
-    for (const QByteArray &metadata : metadata_pages) {
-        for (int i = 0; i < map_repeat; ++i)
-            map += QByteArray(8, '\0') + u32(block) + u32(quint32(metadata.size()));
-        block += quint32(metadata.size() / 0x1000);
-    }
-    map.resize(map_blocks * 0x1000, '\0');
-
-    QByteArray header = "8tsd" + QByteArray(0x20, '\0') + u32(0x1000) + u32(quint32(map.size())) + u32(0)
-                      + u32(property_block) + QByteArray(16, '\0');
-    header.resize(0x1000, '\0');
-    QByteArray store = header + map + property_page;
-    for (const QByteArray &metadata : metadata_pages)
-        store += metadata;
-    return store;
-}
-
-QByteArray synthetic_store(const QList<SyntheticItem> &items, int items_per_page = 500)
-{
-    QList<QByteArray> pages;
-    for (int first = 0; first < items.size(); first += items_per_page) {
-        QList<QByteArray> records;
-        for (int i = first; i < qMin(first + items_per_page, int(items.size())); ++i)
-            records.append(record(items[i]));
-        pages.append(records_page(records));
-    }
-    return assemble_store(pages);
-}
 
 bool write_file(const QString &path, const QByteArray &bytes)
 {

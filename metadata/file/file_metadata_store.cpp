@@ -6,6 +6,7 @@
 #include "importers/file_content.h"
 #include "type_identity/type_identity.h"
 
+#include <QVarLengthArray>
 
 #include <cstdint>
 #include <cstring>
@@ -83,9 +84,21 @@ const FileMetadataItem::DerivedKey FileMetadataItem::derived_keys[] = {
 
 MetadataValue FileMetadataItem::copy_attribute(const QString &key)
 {
-    QByteArray name = metadata_prefix.toByteArray();
-    name += key.toUtf8();
-    if (const std::optional<QByteArray> stored = read_macos_attribute(name))
+    // Every key of every file comes through here: the name is spelt out on
+    // the stack, not in fresh arrays.
+    QVarLengthArray<char, 128> name(metadata_prefix.size() + key.size());
+    std::memcpy(name.data(), metadata_prefix.data(), size_t(metadata_prefix.size()));
+    char *spelt = name.data() + metadata_prefix.size();
+    for (const QChar c : key) {
+        if (c.unicode() >= 0x80) {
+            const QByteArray encoded = key.toUtf8();
+            name.resize(metadata_prefix.size());
+            name.append(encoded.constData(), encoded.size());
+            break;
+        }
+        *spelt++ = char(c.unicode());
+    }
+    if (const std::optional<QByteArray> stored = read_macos_attribute(QByteArrayView(name.constData(), name.size())))
         return property_list_value(*stored);
     if (content) {
         MetadataValue imported = content->value(key);

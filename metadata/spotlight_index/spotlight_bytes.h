@@ -2,6 +2,7 @@
 #define SPOTLIGHT_BYTES_H
 
 #include <QByteArray>
+#include <QtAlgorithms>
 #include <QtGlobal>
 
 #include <cstring>
@@ -89,9 +90,11 @@ public:
         quint8 first = 0;
         if (!read_u8(first))
             return false;
-        int following = 0;
-        while (following < 8 && (first & (0x80 >> following)))
-            ++following;
+        if (first < 0x80) { // most numbers of a record: steps, flags, lengths
+            value = first;
+            return true;
+        }
+        const int following = int(qCountLeadingZeroBits(quint8(~first)));
         if (following == 8)
             return read_u64(value);
         if (remaining() < following)

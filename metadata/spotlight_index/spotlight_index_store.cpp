@@ -7,23 +7,30 @@ namespace {
 class SpotlightIndexItem : public MetadataItem
 {
 public:
-    SpotlightIndexItem(std::vector<SpotlightAttribute> attributes, std::unique_ptr<MetadataItem> fallback)
-        : attributes_(std::move(attributes)), fallback_(std::move(fallback))
+    SpotlightIndexItem(SpotlightItemRecord record, MetadataStore *fallback_store, QString path)
+        : record_(std::move(record)), fallback_store_(fallback_store), path_(std::move(path))
     {
     }
 
     MetadataValue copy_attribute(const QString &key) override
     {
-        // A name the index defines twice: the first value the item holds counts.
-        for (const SpotlightAttribute &attribute : attributes_) {
-            if (attribute.name == key && attribute.value.kind != MetadataValue::Kind::Null)
-                return attribute.value;
+        MetadataValue value = record_.value(key);
+        if (value.kind != MetadataValue::Kind::Null)
+            return value;
+        // The file itself is looked at only once the index lacks a key.
+        if (!fallback_looked_up_) {
+            fallback_looked_up_ = true;
+            if (fallback_store_)
+                fallback_ = fallback_store_->create_item(path_);
         }
         return fallback_ ? fallback_->copy_attribute(key) : MetadataValue::null_value();
     }
 
 private:
-    std::vector<SpotlightAttribute> attributes_;
+    SpotlightItemRecord record_;
+    MetadataStore *fallback_store_;
+    QString path_;
+    bool fallback_looked_up_ = false;
     std::unique_ptr<MetadataItem> fallback_;
 };
 
@@ -54,17 +61,17 @@ std::unique_ptr<MetadataItem> SpotlightIndexStore::create_item(const QString &pa
     if (!on_volume || !evidence_.look_at(*on_volume))
         return nullptr;
 
-    std::unique_ptr<MetadataItem> fallback_item = fallback_ ? fallback_->create_item(path) : nullptr;
+    const auto from_files = [this, &path] { return fallback_ ? fallback_->create_item(path) : nullptr; };
 
     // A file's path is the volume root directly followed by its path on the volume.
     if (!path.startsWith(volume_root_))
-        return fallback_item;
+        return from_files();
     const QString relative = path.mid(volume_root_.size());
     if (!relative.isEmpty() && !relative.startsWith(QLatin1Char('/')) && !volume_root_.endsWith(QLatin1Char('/')))
-        return fallback_item;
+        return from_files();
 
-    auto attributes = index_->attributes(relative);
-    if (!attributes)
-        return fallback_item;
-    return std::make_unique<SpotlightIndexItem>(std::move(*attributes), std::move(fallback_item));
+    auto record = index_->record(relative);
+    if (!record)
+        return from_files();
+    return std::make_unique<SpotlightIndexItem>(std::move(*record), fallback_.get(), path);
 }

@@ -194,8 +194,9 @@ bool read_numbers(SpotlightByteReader &record, const SpotlightProperty &property
     return true;
 }
 
-// Reads one value, building it only when value is given.
-bool read_value(SpotlightByteReader &record, const SpotlightProperty &property,
+} // namespace
+
+bool spotlight_read_value(SpotlightByteReader &record, const SpotlightProperty &property,
                 const SpotlightTables &tables, MetadataValue *value)
 {
     switch (property.type) {
@@ -218,8 +219,6 @@ bool read_value(SpotlightByteReader &record, const SpotlightProperty &property,
     }
 }
 
-} // namespace
-
 bool spotlight_read_record_header(SpotlightByteReader &record, SpotlightRecordHeader &header)
 {
     quint64 unused = 0; // a number between flags and parent that nothing here needs
@@ -227,24 +226,29 @@ bool spotlight_read_record_header(SpotlightByteReader &record, SpotlightRecordHe
         && record.read_varint(header.parent) && record.read_varint(header.updated);
 }
 
+const SpotlightProperty *spotlight_next_property(SpotlightByteReader &record, const SpotlightTables &tables,
+                                                 quint64 &number)
+{
+    quint64 step = 0;
+    if (!record.read_varint(step) || step > 0xffffffffu - number)
+        return nullptr;
+    number += step;
+    return tables.property(quint32(number));
+}
+
 SpotlightRecordEnd spotlight_read_attributes(
     SpotlightByteReader &record, const SpotlightTables &tables,
     const std::function<bool(const SpotlightProperty &)> &wanted,
     const std::function<bool(const SpotlightProperty &, MetadataValue &&)> &take)
 {
-    // Each attribute names its property by the distance from the previous one.
     quint64 number = 0;
     while (!record.at_end()) {
-        quint64 step = 0;
-        if (!record.read_varint(step) || step > 0xffffffffu - number)
-            return SpotlightRecordEnd::Damaged;
-        number += step;
-        const SpotlightProperty *property = tables.property(quint32(number));
+        const SpotlightProperty *property = spotlight_next_property(record, tables, number);
         if (!property)
             return SpotlightRecordEnd::Damaged;
         const bool want = wanted(*property);
         MetadataValue value;
-        if (!read_value(record, *property, tables, want ? &value : nullptr))
+        if (!spotlight_read_value(record, *property, tables, want ? &value : nullptr))
             return SpotlightRecordEnd::Damaged;
         if (want && !take(*property, std::move(value)))
             return SpotlightRecordEnd::Stopped;

@@ -33,6 +33,18 @@ struct SpotlightAttribute
 
 enum class SpotlightRecordEnd { Complete, Stopped, Damaged };
 
+// The property of the next attribute of a record: each attribute names its
+// property by the distance from the previous one, number holding where the
+// last one left off. Nothing when the number is no property of the tables.
+const SpotlightProperty *spotlight_next_property(SpotlightByteReader &record, const SpotlightTables &tables,
+                                                 quint64 &number);
+
+// Reads the value of one attribute of property into value, or steps over
+// it when value is null; false when it cannot be read, and nothing after
+// it can be trusted.
+bool spotlight_read_value(SpotlightByteReader &record, const SpotlightProperty &property,
+                          const SpotlightTables &tables, MetadataValue *value);
+
 // Reads the attributes that follow a record's header, in the record's order.
 // The value of every attribute that wanted accepts is built and handed to
 // take, which returns false to stop there; other values are stepped over.

@@ -7,6 +7,8 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QThread>
+#include <QtConcurrent/QtConcurrentMap>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -43,8 +45,7 @@ constexpr qint64 max_scan_read = qint64(1) * 1024 * 1024 * 1024;
 constexpr qsizetype max_metadata_pages = 1 << 18;
 constexpr qint64 max_block_map_size = 64 * 1024 * 1024;
 constexpr int page_cache_size = 8;
-
-const char file_name_key[] = "_kMDItemFileName";
+constexpr qint64 max_batch_contents = 64 * 1024 * 1024;
 
 // A store file read by pread on its own descriptor, so nothing is read
 // ahead of what a page needs. Where the file has holes, the ranges of
@@ -356,28 +357,42 @@ void SpotlightStoreFile::read_table_page(qint64 offset, const std::function<bool
     }
 }
 
+SpotlightStoreFile::FetchedPage SpotlightStoreFile::fetch_page(qint64 offset, qint64 *end)
+{
+    FetchedPage page;
+    const auto header = read_page_header(offset);
+    if (!header)
+        return page;
+    if (end)
+        *end = offset + header->used;
+    page.payload = source_->read(offset + page_header_size, header->used - page_header_size);
+    if (page.payload.size() < qsizetype(header->used - page_header_size))
+        return page;
+    if (header->decompressed_size > page_header_size)
+        page.size_limit = qint64(header->decompressed_size) - page_header_size;
+    page.state = page.payload.startsWith("bvx") ? PageState::Skipped : PageState::Read;
+    return page;
+}
+
+SpotlightStoreFile::PageState SpotlightStoreFile::decode_page(const FetchedPage &page, qint64 limit,
+                                                              QByteArray &contents)
+{
+    if (page.state != PageState::Read)
+        return page.state; // Skipped: LZFSE, no decoder for it on this system
+    if (page.size_limit >= 0)
+        limit = qMin(limit, page.size_limit);
+    if (page.payload.startsWith("bv4"))
+        return decompress_lz4(page.payload, limit, contents) ? PageState::Read : PageState::Damaged;
+    if (is_zlib_stream(page.payload))
+        return decompress_zlib(page.payload, limit, contents) ? PageState::Read : PageState::Damaged;
+    contents = page.payload; // records stored as they are
+    return PageState::Read;
+}
+
 SpotlightStoreFile::PageState SpotlightStoreFile::read_page(qint64 offset, QByteArray &contents, qint64 limit,
                                                             qint64 *end)
 {
-    const auto header = read_page_header(offset);
-    if (!header)
-        return PageState::Damaged;
-    if (end)
-        *end = offset + header->used;
-    const QByteArray payload = source_->read(offset + page_header_size, header->used - page_header_size);
-    if (payload.size() < qsizetype(header->used - page_header_size))
-        return PageState::Damaged;
-
-    if (payload.startsWith("bvx"))
-        return PageState::Skipped; // LZFSE: no decoder for it on this system
-    if (header->decompressed_size > page_header_size)
-        limit = qMin<qint64>(limit, qint64(header->decompressed_size) - page_header_size);
-    if (payload.startsWith("bv4"))
-        return decompress_lz4(payload, limit, contents) ? PageState::Read : PageState::Damaged;
-    if (is_zlib_stream(payload))
-        return decompress_zlib(payload, limit, contents) ? PageState::Read : PageState::Damaged;
-    contents = payload; // records stored as they are
-    return PageState::Read;
+    return decode_page(fetch_page(offset, end), limit, contents);
 }
 
 const QByteArray *SpotlightStoreFile::cached_page(qint64 offset)
@@ -397,70 +412,163 @@ const QByteArray *SpotlightStoreFile::cached_page(qint64 offset)
     return &page_cache_.front().second;
 }
 
+namespace {
+
+// Steps over a record's attributes up to its file name, which name receives
+// as UTF-8: a view into the record when it is stored as plain text, else
+// the text the full decoding gives, kept in spelt. A record names itself
+// once; stepping stops at the first file name.
+SpotlightRecordEnd find_file_name(SpotlightByteReader &record, const SpotlightTables &tables, QByteArrayView &name,
+                                  QByteArray &spelt)
+{
+    quint64 number = 0;
+    while (!record.at_end()) {
+        const SpotlightProperty *property = spotlight_next_property(record, tables, number);
+        if (!property)
+            return SpotlightRecordEnd::Damaged;
+        if (!property->is_file_name) {
+            if (!spotlight_read_value(record, *property, tables, nullptr))
+                return SpotlightRecordEnd::Damaged;
+            continue;
+        }
+        if (property->type == spotlight_type::String && !(property->flags & spotlight_flag::Multiple)) {
+            quint64 length = 0;
+            const char *bytes = nullptr;
+            const SpotlightByteReader at_value = record;
+            if (!record.read_varint(length) || !record.read_bytes(length, bytes))
+                return SpotlightRecordEnd::Damaged;
+            qsizetype size = qsizetype(length);
+            while (size > 0 && bytes[size - 1] == '\0')
+                --size;
+            // Localized texts carry a language marker: those go the long way.
+            if (!std::memchr(bytes, 0x16, size_t(size))) {
+                name = QByteArrayView(bytes, size);
+                return SpotlightRecordEnd::Stopped;
+            }
+            record = at_value;
+        }
+        MetadataValue value;
+        if (!spotlight_read_value(record, *property, tables, &value))
+            return SpotlightRecordEnd::Damaged;
+        if (value.kind == MetadataValue::Kind::Text) {
+            spelt = value.text.toUtf8();
+            name = spelt;
+        }
+        return SpotlightRecordEnd::Stopped;
+    }
+    return SpotlightRecordEnd::Complete;
+}
+
+} // namespace
+
+// One metadata page of a scan: fetched in order, then decoded and its
+// records read on any thread, then handed to the visitor in order.
+struct SpotlightStoreFile::ScannedPage
+{
+    qint64 offset = 0;
+    qint64 limit = 0;
+    FetchedPage fetched;
+    PageState state = PageState::Damaged;
+    QByteArray contents;
+    std::vector<SpotlightScannedItem> items; // file names point into contents or spelt
+    std::vector<QByteArray> spelt;
+    qint64 damaged_records = 0;
+};
+
+void SpotlightStoreFile::read_records(ScannedPage &page, const SpotlightTables &tables)
+{
+    page.state = decode_page(page.fetched, page.limit, page.contents);
+    page.fetched.payload.clear();
+    if (page.state != PageState::Read)
+        return;
+    // Records follow each other, each preceded by its size.
+    SpotlightByteReader reader(page.contents);
+    QByteArray spelt;
+    while (reader.remaining() >= 4) {
+        quint32 size = 0;
+        reader.read_u32(size);
+        if (size == 0)
+            break; // the unused rest of the page
+        const qsizetype start = reader.position();
+        const char *bytes = nullptr;
+        if (!reader.read_bytes(size, bytes)) {
+            ++page.damaged_records;
+            break;
+        }
+        SpotlightByteReader record(bytes, qsizetype(size));
+        SpotlightScannedItem item;
+        if (!spotlight_read_record_header(record, item.header)) {
+            ++page.damaged_records;
+            continue;
+        }
+        item.location = {page.offset, quint32(start), size};
+        if (find_file_name(record, tables, item.file_name, spelt) == SpotlightRecordEnd::Damaged)
+            ++page.damaged_records;
+        if (!spelt.isEmpty()) {
+            page.spelt.push_back(std::move(spelt));
+            item.file_name = page.spelt.back();
+            spelt = QByteArray();
+        }
+        page.items.push_back(item);
+    }
+}
+
 SpotlightScanSummary SpotlightStoreFile::scan(const std::function<void(const SpotlightScannedItem &)> &visit)
 {
     SpotlightScanSummary summary;
-    const auto wanted = [](const SpotlightProperty &property) {
-        return property.name == QLatin1String(file_name_key);
-    };
     // Damage can make pages overlap, or claim far more contents than any
     // real index compresses to; neither may multiply the work of a scan.
+    // The budget is settled batch by batch: at most one batch of pages more.
     qint64 covered_until = 0;
     qint64 budget = qMin(decompression_budget_factor * source_->size() + max_decompressed_page,
                          max_scan_decompressed);
     qint64 read_budget = max_scan_read;
-    for (qint64 page_offset : metadata_pages_) {
-        ++summary.pages;
-        QByteArray contents;
-        qint64 page_end = page_offset;
-        const PageState state = page_offset < covered_until || budget <= 0 || read_budget <= 0
-            ? PageState::Damaged
-            : read_page(page_offset, contents, qMin(budget, max_decompressed_page), &page_end);
-        budget -= contents.size();
-        if (page_end > page_offset) {
-            covered_until = page_end;
-            read_budget -= page_end - page_offset;
-        }
-        if (state == PageState::Skipped) {
-            ++summary.pages_skipped;
-            continue;
-        }
-        if (state == PageState::Damaged) {
-            ++summary.pages_damaged;
-            continue;
-        }
-        ++summary.pages_read;
-
-        // Records follow each other, each preceded by its size.
-        SpotlightByteReader page(contents);
-        while (page.remaining() >= 4) {
-            quint32 size = 0;
-            page.read_u32(size);
-            if (size == 0)
-                break; // the unused rest of the page
-            const qsizetype start = page.position();
-            const char *bytes = nullptr;
-            if (!page.read_bytes(size, bytes)) {
-                ++summary.damaged_records;
-                break;
+    // Pages are read from the store in order, decoded on every processor:
+    // decompressing them is most of the work of opening a large index.
+    // A batch holds at most max_batch_contents of decompressed pages, as
+    // far as their headers tell, so that pages claiming the largest size
+    // cannot multiply memory by the number of processors.
+    const size_t batch_size = size_t(qBound(2, 4 * QThread::idealThreadCount(), 64));
+    std::vector<ScannedPage> batch;
+    for (size_t next = 0; next < metadata_pages_.size();) {
+        batch.clear();
+        qint64 batch_contents = 0;
+        while (next < metadata_pages_.size() && batch.size() < batch_size && batch_contents < max_batch_contents) {
+            ScannedPage &page = batch.emplace_back();
+            page.offset = metadata_pages_[next++];
+            page.limit = qMin(budget, max_decompressed_page);
+            if (page.offset >= covered_until && budget > 0 && read_budget > 0) {
+                page.fetched = fetch_page(page.offset, &covered_until);
+                if (covered_until > page.offset)
+                    read_budget -= covered_until - page.offset;
             }
-            SpotlightByteReader record(bytes, qsizetype(size));
-            SpotlightScannedItem item;
-            if (!spotlight_read_record_header(record, item.header)) {
-                ++summary.damaged_records;
+            if (page.fetched.size_limit >= 0)
+                page.limit = qMin(page.limit, page.fetched.size_limit);
+            batch_contents += page.limit;
+        }
+        const SpotlightTables &tables = tables_;
+        if (batch.size() == 1)
+            read_records(batch.front(), tables);
+        else
+            QtConcurrent::blockingMap(batch, [&tables](ScannedPage &page) { read_records(page, tables); });
+
+        for (ScannedPage &page : batch) {
+            ++summary.pages;
+            const PageState state = budget <= 0 ? PageState::Damaged : page.state;
+            budget -= page.contents.size();
+            if (state == PageState::Skipped) {
+                ++summary.pages_skipped;
                 continue;
             }
-            item.location = {page_offset, quint32(start), size};
-            const SpotlightRecordEnd end = spotlight_read_attributes(
-                record, tables_, wanted, [&item](const SpotlightProperty &, MetadataValue &&value) {
-                    if (value.kind == MetadataValue::Kind::Text)
-                        item.file_name = value.text;
-                    return false;
-                });
-            if (end == SpotlightRecordEnd::Damaged)
-                ++summary.damaged_records;
-            ++summary.items;
-            visit(item);
+            if (state == PageState::Damaged) {
+                ++summary.pages_damaged;
+                continue;
+            }
+            ++summary.pages_read;
+            summary.damaged_records += page.damaged_records;
+            summary.items += qint64(page.items.size());
+            for (const SpotlightScannedItem &item : page.items)
+                visit(item);
         }
     }
     return summary;
@@ -486,4 +594,17 @@ std::optional<std::vector<SpotlightAttribute>> SpotlightStoreFile::attributes(co
     if (complete)
         *complete = end == SpotlightRecordEnd::Complete;
     return attributes;
+}
+
+std::optional<SpotlightItemRecord> SpotlightStoreFile::record(const SpotlightRecordLocation &location)
+{
+    const QByteArray *contents = cached_page(location.page_offset);
+    if (!contents || quint64(location.record_offset) + location.record_size > quint64(contents->size()))
+        return std::nullopt;
+    QByteArray bytes(contents->constData() + location.record_offset, qsizetype(location.record_size));
+    SpotlightByteReader reader(bytes);
+    SpotlightRecordHeader header;
+    if (!spotlight_read_record_header(reader, header))
+        return std::nullopt;
+    return SpotlightItemRecord(std::move(bytes), reader.position(), tables_);
 }

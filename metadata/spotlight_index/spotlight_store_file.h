@@ -2,10 +2,12 @@
 #define SPOTLIGHT_STORE_FILE_H
 
 #include "evidence/unique_fd.h"
+#include "spotlight_item_record.h"
 #include "spotlight_record.h"
 #include "spotlight_tables.h"
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QString>
 
 #include <functional>
@@ -48,7 +50,9 @@ struct SpotlightRecordLocation
 struct SpotlightScannedItem
 {
     SpotlightRecordHeader header;
-    QString file_name; // empty when the item has none
+    // The file name as UTF-8, empty when the item has none; it points into
+    // the page being scanned and is valid only during the visit.
+    QByteArrayView file_name;
     SpotlightRecordLocation location;
 };
 
@@ -88,6 +92,11 @@ public:
     std::optional<std::vector<SpotlightAttribute>> attributes(const SpotlightRecordLocation &location,
                                                               bool *complete = nullptr);
 
+    // The record at location, its values decoded when asked for; nothing
+    // when its page can no longer be read. The record needs this store's
+    // tables, so the store must outlive it.
+    std::optional<SpotlightItemRecord> record(const SpotlightRecordLocation &location);
+
     const SpotlightTables &tables() const { return tables_; }
 
 private:
@@ -98,7 +107,22 @@ private:
 
     bool read_header(const EvidenceRoot *root, const QByteArray &string_map_folder);
     void read_table_page(qint64 offset, const std::function<bool(SpotlightByteReader &)> &add_entry);
+    // A page's payload as stored, before decompression.
+    struct FetchedPage
+    {
+        PageState state = PageState::Damaged;
+        QByteArray payload;
+        qint64 size_limit = -1; // what the page header says it decompresses to
+    };
+    struct ScannedPage;
+
     std::optional<PageHeader> read_page_header(qint64 offset);
+    // Reads a page's header and payload; end receives where the page ends.
+    FetchedPage fetch_page(qint64 offset, qint64 *end);
+    // Decompresses at most limit bytes; safe on any thread.
+    static PageState decode_page(const FetchedPage &page, qint64 limit, QByteArray &contents);
+    // Decodes a fetched page and reads its records; safe on any thread.
+    static void read_records(ScannedPage &page, const SpotlightTables &tables);
     // Decompresses at most limit bytes; end receives where the page ends.
     PageState read_page(qint64 offset, QByteArray &contents, qint64 limit, qint64 *end = nullptr);
     const QByteArray *cached_page(qint64 offset);

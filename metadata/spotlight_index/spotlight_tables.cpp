@@ -9,7 +9,18 @@ bool SpotlightTables::add_property(quint32 number, SpotlightByteReader &entry)
     if (!entry.read_u8(property.type) || !entry.read_u8(property.flags) || !entry.read_cstring(name))
         return false;
     property.name = QString::fromUtf8(name);
-    properties_.insert(number, property);
+    property.is_file_name = name == "_kMDItemFileName";
+    ++property_count_;
+    if (number >= dense_limit) {
+        sparse_properties_.insert(number, property);
+        return true;
+    }
+    if (number >= dense_properties_.size()) {
+        dense_properties_.resize(number + 1);
+        dense_present_.resize(number + 1);
+    }
+    dense_properties_[number] = std::move(property);
+    dense_present_[number] = true;
     return true;
 }
 
@@ -45,8 +56,10 @@ bool SpotlightTables::add_list(ListTable table, quint32 number, SpotlightByteRea
 
 const SpotlightProperty *SpotlightTables::property(quint32 number) const
 {
-    const auto found = properties_.constFind(number);
-    return found == properties_.constEnd() ? nullptr : &found.value();
+    if (number < dense_limit)
+        return number < dense_present_.size() && dense_present_[number] ? &dense_properties_[number] : nullptr;
+    const auto found = sparse_properties_.constFind(number);
+    return found == sparse_properties_.constEnd() ? nullptr : &found.value();
 }
 
 const QString *SpotlightTables::category(quint32 number) const

@@ -43,6 +43,7 @@ struct SpotlightProperty
     QString name;
     quint8 type = 0;
     quint8 flags = 0;
+    bool is_file_name = false; // the item's name in its folder (_kMDItemFileName)
 };
 
 // The tables the item records of one store refer to by number: attribute
@@ -66,14 +67,20 @@ public:
     const QString *category(quint32 number) const;
     const std::vector<quint32> *list(ListTable table, quint32 number) const;
 
-    bool has_properties() const { return !properties_.isEmpty(); }
+    bool has_properties() const { return property_count_ > 0; }
     bool has_categories() const { return !categories_.isEmpty(); }
     bool has_lists(ListTable table) const { return !lists_[index(table)].isEmpty(); }
 
 private:
     static int index(ListTable table) { return table == ListTable::Plain ? 0 : 1; }
 
-    QHash<quint32, SpotlightProperty> properties_;
+    // Attribute numbers are small and looked up for every attribute of
+    // every record: those below dense_limit are kept by position.
+    static constexpr quint32 dense_limit = 1 << 16;
+    std::vector<SpotlightProperty> dense_properties_;
+    std::vector<bool> dense_present_;
+    QHash<quint32, SpotlightProperty> sparse_properties_;
+    qsizetype property_count_ = 0;
     QHash<quint32, QString> categories_;
     QHash<quint32, std::vector<quint32>> lists_[2];
 };

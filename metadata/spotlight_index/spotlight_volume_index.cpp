@@ -2,13 +2,23 @@
 
 #include "evidence/evidence_root.h"
 
+#include <QHashFunctions>
+
 #include <algorithm>
+#include <limits>
 
 namespace {
 
 // A volume keeps one store folder per index it ever had; more than this is
 // no real volume, and each would cost a scan.
 constexpr int max_store_folders = 64;
+// An index holding more items than this is damaged: no volume comes near.
+constexpr size_t max_items = std::numeric_limits<quint32>::max() - 1;
+constexpr size_t smallest_table = 1024;
+constexpr size_t not_found = std::numeric_limits<size_t>::max();
+// Walking costs a pass over every item per path component: a path deeper
+// than any real folder tree goes to the tables at once.
+constexpr qsizetype max_walked_components = 64;
 
 // Names on HFS+ are decomposed, copies of a volume often composed: both
 // sides are compared composed. Text without combining marks is left alone.
@@ -19,6 +29,37 @@ QString composed(const QString &name)
             return name.normalized(QString::NormalizationForm_C);
     }
     return name;
+}
+
+// A name as the look-ups compare it: UTF-8 of its composed form. Most names
+// are ASCII, and those are their own composed form.
+void append_composed(QByteArrayView name, std::vector<char> &names)
+{
+    const bool ascii = std::all_of(name.begin(), name.end(), [](char c) { return quint8(c) < 0x80; });
+    if (ascii) {
+        names.insert(names.end(), name.begin(), name.end());
+        return;
+    }
+    const QByteArray spelt = composed(QString::fromUtf8(name)).toUtf8();
+    names.insert(names.end(), spelt.begin(), spelt.end());
+}
+
+size_t mixed(quint64 value)
+{
+    value ^= value >> 33;
+    value *= 0xff51afd7ed558ccdull;
+    value ^= value >> 33;
+    value *= 0xc4ceb9fe1a85ec53ull;
+    value ^= value >> 33;
+    return size_t(value);
+}
+
+size_t table_size_for(size_t count)
+{
+    size_t size = smallest_table;
+    while (size < 2 * count)
+        size *= 2;
+    return size;
 }
 
 } // namespace
@@ -48,7 +89,7 @@ std::unique_ptr<SpotlightVolumeIndex> SpotlightVolumeIndex::read(const QString &
         }
     }
     auto index = from_stores(std::move(stores));
-    if (index->items_.isEmpty())
+    if (index->is_empty())
         return nullptr;
     return index;
 }
@@ -61,71 +102,191 @@ std::unique_ptr<SpotlightVolumeIndex> SpotlightVolumeIndex::from_stores(
         if (store)
             index->add_store(std::move(store));
     }
-    index->place_items();
     return index;
+}
+
+size_t SpotlightVolumeIndex::id_slot(quint64 id) const
+{
+    const size_t mask = by_id_.size() - 1;
+    size_t slot = mixed(id) & mask;
+    while (by_id_[slot] && items_[by_id_[slot] - 1].id != id)
+        slot = (slot + 1) & mask;
+    return slot;
+}
+
+size_t SpotlightVolumeIndex::child_slot(quint64 parent, QByteArrayView name) const
+{
+    const size_t mask = children_.size() - 1;
+    size_t slot = qHashBits(name.data(), size_t(name.size()), mixed(parent)) & mask;
+    while (children_[slot]) {
+        const Item &item = items_[children_[slot] - 1];
+        if (item.parent == parent && name_of(item) == name)
+            break;
+        slot = (slot + 1) & mask;
+    }
+    return slot;
 }
 
 void SpotlightVolumeIndex::add_store(std::unique_ptr<SpotlightStoreFile> store)
 {
-    const int number = int(stores_.size());
+    const quint32 number = quint32(stores_.size());
     summaries_.push_back(store->scan([this, number](const SpotlightScannedItem &scanned) {
-        const auto found = items_.constFind(scanned.header.id);
-        if (found != items_.constEnd() && found->updated >= scanned.header.updated)
+        if (items_.size() >= max_items)
             return;
-        items_.insert(scanned.header.id,
-                      Item{scanned.header.parent, scanned.header.updated, scanned.file_name, number, scanned.location});
+        Item item;
+        item.id = scanned.header.id;
+        item.parent = scanned.header.parent;
+        item.updated = scanned.header.updated;
+        item.store = number;
+        item.location = scanned.location;
+        item.name_start = qint64(names_.size());
+        append_composed(scanned.file_name, names_);
+        item.name_size = quint32(qint64(names_.size()) - item.name_start);
+        items_.push_back(item);
     }));
     stores_.push_back(std::move(store));
+    tables_built_ = false;
 }
 
-void SpotlightVolumeIndex::place_items()
+qsizetype SpotlightVolumeIndex::item_count()
 {
-    children_.reserve(items_.size());
-    for (auto it = items_.cbegin(); it != items_.cend(); ++it) {
-        if (it.key() == root_id || it->name.isEmpty())
-            continue;
-        const ChildKey key{it->parent, composed(it->name)};
-        // A name reused in a folder (a file replaced by another) is the newer item's.
-        const auto existing = children_.constFind(key);
-        if (existing != children_.constEnd()) {
-            const quint64 other = items_.value(existing.value()).updated;
-            if (other > it->updated || (other == it->updated && existing.value() > it.key()))
-                continue;
+    build_tables();
+    return qsizetype(items_.size());
+}
+
+void SpotlightVolumeIndex::build_tables()
+{
+    if (tables_built_)
+        return;
+    tables_built_ = true;
+    // The copy the index updated last counts; of equal ones, the first read.
+    // Counting copies move to the front in place: no second array of items.
+    by_id_.assign(table_size_for(items_.size()), 0);
+    size_t kept = 0;
+    for (size_t i = 0; i < items_.size(); ++i) {
+        const Item copy = items_[i];
+        const size_t slot = id_slot(copy.id);
+        if (!by_id_[slot]) {
+            items_[kept] = copy;
+            by_id_[slot] = quint32(++kept);
+        } else if (is_newer_copy(copy, items_[by_id_[slot] - 1])) {
+            items_[by_id_[slot] - 1] = copy;
         }
-        children_.insert(key, it.key());
+    }
+    items_.resize(kept);
+
+    children_.assign(table_size_for(items_.size()), 0);
+    for (size_t i = 0; i < items_.size(); ++i) {
+        const Item &item = items_[i];
+        if (item.id == root_id || item.name_size == 0)
+            continue;
+        const size_t slot = child_slot(item.parent, name_of(item));
+        // A name reused in a folder (a file replaced by another) is the newer item's.
+        if (children_[slot] && !owns_name_over(item, items_[children_[slot] - 1]))
+            continue;
+        children_[slot] = quint32(i + 1);
     }
 }
 
-std::optional<std::vector<SpotlightAttribute>> SpotlightVolumeIndex::attributes(const QString &relative_path)
+std::optional<size_t> SpotlightVolumeIndex::counting_copy(quint64 id) const
 {
+    std::optional<size_t> found;
+    for (size_t i = 0; i < items_.size(); ++i) {
+        if (items_[i].id == id && (!found || is_newer_copy(items_[i], items_[*found])))
+            found = i;
+    }
+    return found;
+}
+
+std::optional<size_t> SpotlightVolumeIndex::find_by_walking(const QStringList &parts) const
+{
+    quint64 id = root_id;
+    std::vector<size_t> named;
+    QHash<quint64, size_t> counting; // candidate identifier -> its counting copy
+    for (const QString &part : parts) {
+        const QByteArray name = composed(part).toUtf8();
+        // Every copy named so in the folder...
+        named.clear();
+        counting.clear();
+        for (size_t i = 0; i < items_.size(); ++i) {
+            const Item &item = items_[i];
+            if (item.parent == id && item.id != root_id && item.name_size == quint32(name.size())
+                && name_of(item) == name) {
+                named.push_back(i);
+                counting.insert(item.id, not_found);
+            }
+        }
+        if (named.empty())
+            return std::nullopt;
+        // ...of those, the ones that count for their item (wherever its
+        // other copies are named)...
+        for (size_t i = 0; i < items_.size(); ++i) {
+            const auto found = counting.find(items_[i].id);
+            if (found != counting.end() && (found.value() == not_found || is_newer_copy(items_[i], items_[found.value()])))
+                found.value() = i;
+        }
+        // ...and of those, the one that owns the name.
+        std::optional<size_t> owner;
+        for (const size_t i : named) {
+            if (counting.value(items_[i].id) != i)
+                continue;
+            if (!owner || owns_name_over(items_[i], items_[*owner]))
+                owner = i;
+        }
+        if (!owner)
+            return std::nullopt;
+        id = items_[*owner].id;
+    }
+    return counting_copy(id);
+}
+
+std::optional<size_t> SpotlightVolumeIndex::find_in_tables(const QStringList &parts) const
+{
+    quint64 id = root_id;
+    for (const QString &part : parts) {
+        const QByteArray name = composed(part).toUtf8();
+        const quint32 child = children_[child_slot(id, name)];
+        if (!child)
+            return std::nullopt;
+        id = items_[child - 1].id;
+    }
+    const quint32 found = by_id_[id_slot(id)];
+    if (!found)
+        return std::nullopt;
+    return found - 1;
+}
+
+std::optional<SpotlightItemRecord> SpotlightVolumeIndex::record(const QString &relative_path)
+{
+    if (items_.empty())
+        return std::nullopt;
     // Walking down from the root by names can't loop, whatever the items'
     // parent identifiers say: items in a cycle are simply never reached.
-    quint64 id = root_id;
-    for (const QString &part : relative_path.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
-        if (part == QLatin1String("."))
-            continue;
-        const auto child = children_.constFind(ChildKey{id, composed(part)});
-        if (child == children_.constEnd())
-            return std::nullopt;
-        id = child.value();
+    QStringList parts = relative_path.split(QLatin1Char('/'), Qt::SkipEmptyParts);
+    parts.removeAll(QStringLiteral("."));
+    std::optional<size_t> found;
+    if (!tables_built_ && lookups_ == 0 && parts.size() <= max_walked_components) {
+        found = find_by_walking(parts);
+    } else {
+        build_tables();
+        found = find_in_tables(parts);
     }
-    const auto item = items_.constFind(id);
-    if (item == items_.constEnd())
+    ++lookups_;
+    if (!found)
         return std::nullopt;
-    return stores_[size_t(item->store)]->attributes(item->location);
+    const Item &item = items_[*found];
+    return stores_[item.store]->record(item.location);
 }
 
-qsizetype SpotlightVolumeIndex::visit_items(qsizetype from,
-                                           const std::function<bool(const std::vector<SpotlightAttribute> &)> &visit)
+qsizetype SpotlightVolumeIndex::visit_items(
+    qsizetype from, const std::function<bool(const std::optional<SpotlightItemRecord> &)> &visit)
 {
-    qsizetype position = 0;
-    for (auto it = items_.cbegin(); it != items_.cend(); ++it, ++position) {
-        if (position < from)
-            continue;
-        // An item whose record can no longer be read is visited with no attributes.
-        const auto attributes = stores_[size_t(it->store)]->attributes(it->location);
-        if (!visit(attributes ? *attributes : std::vector<SpotlightAttribute>()))
-            return position + 1;
+    qsizetype position = qMax<qsizetype>(from, 0);
+    while (position < qsizetype(items_.size())) {
+        const Item &item = items_[size_t(position)];
+        ++position;
+        if (!visit(stores_[item.store]->record(item.location)))
+            break;
     }
     return position;
 }

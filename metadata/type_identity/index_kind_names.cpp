@@ -12,27 +12,28 @@ QString IndexKindNames::kind_of(const QString &content_type)
     const auto known = kinds_.constFind(content_type);
     if (known != kinds_.constEnd())
         return *known;
-    if (position_ >= max_items_ || position_ >= index_.item_count())
+    if (ended_ || position_ >= max_items_)
         return QString();
 
     bool found = false;
+    bool stopped = false;
     qsizetype read = position_;
-    position_ = index_.visit_items(position_, [&](const std::vector<SpotlightAttribute> &attributes) {
-        QString type, kind;
-        for (const SpotlightAttribute &attribute : attributes) {
-            if (attribute.value.kind != MetadataValue::Kind::Text)
-                continue;
-            if (type.isNull() && attribute.name == QLatin1String("kMDItemContentType"))
-                type = attribute.value.text;
-            else if (kind.isNull() && attribute.name == QLatin1String("kMDItemKind"))
-                kind = attribute.value.text;
+    position_ = index_.visit_items(position_, [&](const std::optional<SpotlightItemRecord> &record) {
+        if (record) {
+            const MetadataValue type = record->value(QStringLiteral("kMDItemContentType"));
+            // The first item of a type sets its kind: items of one type share it.
+            if (type.kind == MetadataValue::Kind::Text && !type.text.isEmpty() && !kinds_.contains(type.text)) {
+                const MetadataValue kind = record->value(QStringLiteral("kMDItemKind"));
+                if (kind.kind == MetadataValue::Kind::Text && !kind.text.isEmpty()) {
+                    kinds_.insert(type.text, kind.text);
+                    found = type.text == content_type;
+                }
+            }
         }
-        // The first item of a type sets its kind: items of one type share it.
-        if (!type.isEmpty() && !kind.isEmpty() && !kinds_.contains(type)) {
-            kinds_.insert(type, kind);
-            found = type == content_type;
-        }
-        return !found && ++read < max_items_;
+        stopped = found || ++read >= max_items_;
+        return !stopped;
     });
+    if (!stopped)
+        ended_ = true;
     return kinds_.value(content_type);
 }

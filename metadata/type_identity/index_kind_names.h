@@ -23,6 +23,7 @@ private:
     SpotlightVolumeIndex &index_;
     const qsizetype max_items_;
     qsizetype position_ = 0; // items read so far, and where reading resumes
+    bool ended_ = false;     // every item has been read
     QHash<QString, QString> kinds_; // content type -> English kind
 };
 
