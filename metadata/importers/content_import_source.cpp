@@ -1,6 +1,6 @@
 #include "content_import_source.h"
 
-#include "content_type_guess.h"
+#include "type_identity/content_type.h"
 #include "importable_keys.h"
 
 #include <QFileInfo>
@@ -64,7 +64,8 @@ std::unique_ptr<FileContentSource> ContentImportSource::beside_worker(const QStr
 
 std::unique_ptr<FileContent> ContentImportSource::content_of(const QString &path)
 {
-    const QString content_type = content_type_from_name(path);
+    // A Mac chooses the importer by the name's type alone, as it types files.
+    const QString content_type = content_type_identifier(path.mid(path.lastIndexOf(QLatin1Char('/')) + 1));
     const QSet<QString> &keys = importable_keys(content_type);
     if (keys.isEmpty())
         return nullptr;
