@@ -184,39 +184,17 @@ std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
         return bundle_info() ? text_or_null(bundle_info()->short_version) : MetadataValue::null_value();
 
     if (name == QLatin1String("FSTypeCode") || name == QLatin1String("FSCreatorCode")) {
-        switch (finder_state()) {
-        case FinderState::Absent:
-            return MetadataValue::from_text(QStringLiteral(""));
-        case FinderState::Malformed:
-            return MetadataValue::null_value();
-        case FinderState::Present:
-            break;
-        }
-        return MetadataValue::from_text(name == QLatin1String("FSTypeCode") ? finder_info_.type_code
-                                                                            : finder_info_.creator_code);
+        const bool type_code = name == QLatin1String("FSTypeCode");
+        return finder_fact(MetadataValue::from_text(QStringLiteral("")), [type_code](const FinderInfo &info) {
+            return MetadataValue::from_text(type_code ? info.type_code : info.creator_code);
+        });
     }
-    if (name == QLatin1String("FSFinderFlags")) {
-        switch (finder_state()) {
-        case FinderState::Absent:
-            return MetadataValue::from_number(0);
-        case FinderState::Malformed:
-            return MetadataValue::null_value();
-        case FinderState::Present:
-            break;
-        }
-        return MetadataValue::from_number(finder_info_.flags);
-    }
-    if (name == QLatin1String("FSLabel")) {
-        switch (finder_state()) {
-        case FinderState::Absent:
-            return MetadataValue::from_number(0);
-        case FinderState::Malformed:
-            return MetadataValue::null_value();
-        case FinderState::Present:
-            break;
-        }
-        return MetadataValue::from_number(finder_info_.label());
-    }
+    if (name == QLatin1String("FSFinderFlags"))
+        return finder_fact(MetadataValue::from_number(0),
+                           [](const FinderInfo &info) { return MetadataValue::from_number(info.flags); });
+    if (name == QLatin1String("FSLabel"))
+        return finder_fact(MetadataValue::from_number(0),
+                           [](const FinderInfo &info) { return MetadataValue::from_number(info.label()); });
     if (name == QLatin1String("FSInvisible")) {
         // A name starting with a dot hides a file whatever the Finder says.
         if (name_.startsWith(QLatin1Char('.')))
@@ -272,17 +250,23 @@ std::optional<MetadataValue> TypeIdentityItem::display_name() const
     return std::nullopt;
 }
 
-MetadataValue TypeIdentityItem::finder_flag(bool (FinderInfo::*flag)() const) const
+MetadataValue TypeIdentityItem::finder_fact(MetadataValue plain_file,
+                                            const std::function<MetadataValue(const FinderInfo &)> &read) const
 {
     switch (finder_state()) {
     case FinderState::Absent:
-        return yes_no(false);
+        return plain_file;
     case FinderState::Malformed:
         return MetadataValue::null_value();
     case FinderState::Present:
         break;
     }
-    return yes_no((finder_info_.*flag)());
+    return read(finder_info_);
+}
+
+MetadataValue TypeIdentityItem::finder_flag(bool (FinderInfo::*flag)() const) const
+{
+    return finder_fact(yes_no(false), [flag](const FinderInfo &info) { return yes_no((info.*flag)()); });
 }
 
 MetadataValue TypeIdentityItem::node_count() const

@@ -70,6 +70,10 @@ private:
     const std::optional<BundleInfo> &bundle_info() const;
 
     std::optional<MetadataValue> display_name() const;
+    // A Finder fact: what a plain file without Finder information shows,
+    // no value for malformed information, else what read finds in it.
+    MetadataValue finder_fact(MetadataValue plain_file,
+                              const std::function<MetadataValue(const FinderInfo &)> &read) const;
     MetadataValue finder_flag(bool (FinderInfo::*flag)() const) const;
     MetadataValue node_count() const;
 
