@@ -53,6 +53,14 @@ QByteArray last_opening(qint64 seconds, qint64 nanoseconds)
     return bytes;
 }
 
+QString write_file(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        qFatal("cannot write %s", qPrintable(path));
+    return path;
+}
+
 void set_modification_time(const QString &path, qint64 seconds, long nanoseconds)
 {
     const struct timespec times[2] = {{seconds, nanoseconds}, {seconds, nanoseconds}};
@@ -82,8 +90,6 @@ private slots:
     void reader_rows_from_real_files();
 
 private:
-    QString write_file(const QString &name, const QByteArray &content);
-
     std::unique_ptr<QTemporaryDir> folder;
     QString report; // a five-byte file, fresh for every test
     bool attributes_supported = false;
@@ -92,12 +98,7 @@ private:
 void tst_file_metadata_store::initTestCase()
 {
     QTemporaryDir probe;
-    QVERIFY(probe.isValid());
-    const QString path = probe.filePath("probe");
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.close();
-    attributes_supported = set_attribute(path, "user.vantrel.probe", "1");
+    attributes_supported = set_attribute(write_file(probe.filePath("probe"), ""), "user.vantrel.probe", "1");
     if (!attributes_supported)
         qWarning("the temporary folder's file system refuses user attributes: %s", strerror(errno));
 }
@@ -106,17 +107,8 @@ void tst_file_metadata_store::init()
 {
     folder = std::make_unique<QTemporaryDir>();
     QVERIFY(folder->isValid());
-    report = write_file("report.txt", "hello");
+    report = write_file(folder->filePath("report.txt"), "hello");
     set_modification_time(report, 1700000000, 500000000);
-}
-
-QString tst_file_metadata_store::write_file(const QString &name, const QByteArray &content)
-{
-    const QString path = folder->filePath(name);
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-        qFatal("cannot write %s", qPrintable(path));
-    return path;
 }
 
 void tst_file_metadata_store::value_data()
@@ -250,7 +242,7 @@ void tst_file_metadata_store::path_and_name()
     else if (kind == "link")
         QVERIFY(symlink("/nonexistent/target", made.constData()) == 0);
     else
-        write_file(name, "12345678");
+        write_file(folder->filePath(name), "12345678");
 
     FileMetadataStore store;
     const std::unique_ptr<MetadataItem> item = store.create_item(path);
@@ -286,15 +278,9 @@ void tst_file_metadata_store::creation_date_where_the_file_system_keeps_one()
 
 void tst_file_metadata_store::link_is_never_followed()
 {
-    // The link's target lies outside the examined tree, as a file of the
-    // examining machine would.
+    // The target lies outside the examined tree, as a file of the examining machine would.
     QTemporaryDir outside;
-    QVERIFY(outside.isValid());
-    const QString target = outside.filePath("machine-file");
-    QFile file(target);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("secret contents");
-    file.close();
+    const QString target = write_file(outside.filePath("machine-file"), "secret contents");
     set_modification_time(target, 1000000000, 0);
     if (attributes_supported) {
         QVERIFY(set_attribute(target, apple + "kMDItemWhereFroms",
@@ -350,10 +336,7 @@ void tst_file_metadata_store::unsearchable_folder_hides_its_files()
         QSKIP("the administrator searches every folder; run the tests as another user for this");
     const QString locked = folder->filePath("locked");
     QVERIFY(mkdir(native(locked).constData(), 0755) == 0);
-    const QString inside = locked + "/inside.txt";
-    QFile file(inside);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.close();
+    const QString inside = write_file(locked + "/inside.txt", "");
     QVERIFY(chmod(native(locked).constData(), 0) == 0);
 
     FileMetadataStore store;
