@@ -1,6 +1,7 @@
 // The metadata a mounted volume's files carry themselves: real files,
 // folders and links, with extended attributes written by the test.
 
+#include "evidence_files.h"
 #include "file/file_metadata_store.h"
 #include "property_list_bytes.h"
 #include "vantrel.h"
@@ -34,8 +35,6 @@ MetadataValue texts(std::initializer_list<const char *> utf8)
     return MetadataValue::from_array(std::move(items));
 }
 
-QByteArray native(const QString &path) { return QFile::encodeName(path); }
-
 bool set_attribute(const QString &path, const QByteArray &name, const QByteArray &content)
 {
     return lsetxattr(native(path).constData(), name.constData(), content.constData(),
@@ -51,14 +50,6 @@ QByteArray last_opening(qint64 seconds, qint64 nanoseconds)
             bytes.append(char((quint64(part) >> (8 * i)) & 0xFF));
     }
     return bytes;
-}
-
-QString write_file(const QString &path, const QByteArray &content)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-        qFatal("cannot write %s", qPrintable(path));
-    return path;
 }
 
 void set_modification_time(const QString &path, qint64 seconds, long nanoseconds)
@@ -98,7 +89,8 @@ private:
 void tst_file_metadata_store::initTestCase()
 {
     QTemporaryDir probe;
-    attributes_supported = set_attribute(write_file(probe.filePath("probe"), ""), "user.vantrel.probe", "1");
+    QVERIFY(write_file(probe.filePath("probe"), ""));
+    attributes_supported = set_attribute(probe.filePath("probe"), "user.vantrel.probe", "1");
     if (!attributes_supported)
         qWarning("the temporary folder's file system refuses user attributes: %s", strerror(errno));
 }
@@ -107,7 +99,7 @@ void tst_file_metadata_store::init()
 {
     folder = std::make_unique<QTemporaryDir>();
     QVERIFY(folder->isValid());
-    report = write_file(folder->filePath("report.txt"), "hello");
+    QVERIFY(write_file(report = folder->filePath("report.txt"), "hello"));
     set_modification_time(report, 1700000000, 500000000);
 }
 
@@ -242,7 +234,7 @@ void tst_file_metadata_store::path_and_name()
     else if (kind == "link")
         QVERIFY(symlink("/nonexistent/target", made.constData()) == 0);
     else
-        write_file(folder->filePath(name), "12345678");
+        QVERIFY(write_file(folder->filePath(name), "12345678"));
 
     FileMetadataStore store;
     const std::unique_ptr<MetadataItem> item = store.create_item(path);
@@ -280,7 +272,8 @@ void tst_file_metadata_store::link_is_never_followed()
 {
     // The target lies outside the examined tree, as a file of the examining machine would.
     QTemporaryDir outside;
-    const QString target = write_file(outside.filePath("machine-file"), "secret contents");
+    const QString target = outside.filePath("machine-file");
+    QVERIFY(write_file(target, "secret contents"));
     set_modification_time(target, 1000000000, 0);
     if (attributes_supported) {
         QVERIFY(set_attribute(target, apple + "kMDItemWhereFroms",
@@ -336,7 +329,8 @@ void tst_file_metadata_store::unsearchable_folder_hides_its_files()
         QSKIP("the administrator searches every folder; run the tests as another user for this");
     const QString locked = folder->filePath("locked");
     QVERIFY(mkdir(native(locked).constData(), 0755) == 0);
-    const QString inside = write_file(locked + "/inside.txt", "");
+    const QString inside = locked + "/inside.txt";
+    QVERIFY(write_file(inside, ""));
     QVERIFY(chmod(native(locked).constData(), 0) == 0);
 
     FileMetadataStore store;

@@ -2,6 +2,7 @@
 // a way the runs lose or misplace data without a word when the host's
 // side is not as agreed. They pin the worker's contract, not faults.
 
+#include "evidence_files.h"
 #include "test_case.h"
 
 #include <QDir>
@@ -26,13 +27,6 @@ int marked(const TestCase &test_case)
 {
     return TestCase::count_rows(test_case.database("file_system.sqlite"),
                                 "where fs_module_apple_metadata_run_status = '1'");
-}
-
-void write_bytes(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
 }
 
 } // namespace
@@ -97,7 +91,7 @@ void tst_host_contract::full_run_empties_results_whatever_the_records()
     TestCase test_case;
     const QString path = test_case.database("file_system.sqlite");
     if (file_system == "garbage")
-        write_bytes(path, QByteArray(4096, 'g'));
+        QVERIFY(write_file(path, QByteArray(4096, 'g')));
     else if (file_system == "folder")
         QVERIFY(QDir().mkpath(path));
     else if (file_system == "empty database")
@@ -130,7 +124,7 @@ void tst_host_contract::unwritable_results_still_mark_records()
     const QString metadata = test_case.database("apple_metadata.sqlite");
     const QStringList keys = {"kMDItemFSName"};
     if (results == "garbage") {
-        write_bytes(metadata, QByteArray(4096, 'g'));
+        QVERIFY(write_file(metadata, QByteArray(4096, 'g')));
     } else if (results == "empty database") {
         QVERIFY(TestCase::exec(metadata, {"create table other (x)"}));
     } else {

@@ -3,6 +3,7 @@
 // machine into the case, never stall the run, and a run moves no access
 // time of the evidence and leaves no folder behind in /tmp.
 
+#include "evidence_files.h"
 #include "test_case.h"
 
 #include <QDir>
@@ -32,27 +33,6 @@ const QStringList keys = {"kMDItemFSName", "kMDItemFSSize", "kMDItemWhereFroms",
 constexpr int outside_size = 31337;
 const QString outside_origin = QStringLiteral("https://outside.example/leak");
 const QString outside_index_date = QStringLiteral("1687237824");
-
-QByteArray native(const QString &path)
-{
-    return QFile::encodeName(path);
-}
-
-bool copy_tree(const QString &from, const QString &to)
-{
-    if (!QDir().mkpath(to))
-        return false;
-    QDirIterator entries(from, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot | QDir::System,
-                         QDirIterator::Subdirectories);
-    while (entries.hasNext()) {
-        const QString path = entries.next();
-        const QString target = to + path.mid(from.size());
-        if (entries.fileInfo().isDir() ? !QDir().mkpath(target) : !QFile::copy(path, target))
-            return false;
-        QFile::setPermissions(target, QFile::permissions(target) | QFile::WriteOwner);
-    }
-    return true;
-}
 
 bool link_to(const QString &target, const QString &link)
 {

@@ -3,6 +3,7 @@
 // Finder's information, file-system facts, hostile bundles and the index's
 // own kind texts.
 
+#include "evidence_files.h"
 #include "file/file_metadata_store.h"
 #include "private_runtime_directory.h"
 #include "metadata_store.h"
@@ -14,7 +15,6 @@
 #include "type_identity/type_identity.h"
 
 #include <QBuffer>
-#include <QDirIterator>
 #include <QFile>
 #include <QGuiApplication>
 #include <QImage>
@@ -34,14 +34,6 @@ const QString fixtures = QStringLiteral(VANTREL_FIXTURES_DIR "/spotlight/");
 const QString bundle_tree = QStringLiteral("com.apple.application-bundle;com.apple.application;public.executable;"
                                            "com.apple.localizable-name-bundle;com.apple.bundle;public.directory;"
                                            "public.item;com.apple.package");
-
-QByteArray native(const QString &path) { return QFile::encodeName(path); }
-
-bool write_bytes(const QString &path, const QByteArray &content)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
-}
 
 QByteArray image_bytes(const char *format)
 {
@@ -170,7 +162,7 @@ void tst_type_identity::init()
 bool tst_type_identity::attributes_supported() const
 {
     const QString probe = folder->filePath(".probe");
-    write_bytes(probe, "x");
+    write_file(probe, "x");
     const bool supported = lsetxattr(native(probe).constData(), "user.vantrel.probe", "1", 1, 0) == 0;
     QFile::remove(probe);
     return supported;
@@ -190,7 +182,7 @@ QString tst_type_identity::make(const QString &name, const QString &how)
                                  : content == "pdf" ? pdf_bytes()
                                  : content == "zip" ? zip_bytes()
                                                     : content.toUtf8();
-        if (!write_bytes(path, bytes))
+        if (!write_file(path, bytes))
             qFatal("cannot write %s", qPrintable(path));
         if (how.startsWith("exec:"))
             chmod(native(path).constData(), 0755);
@@ -198,7 +190,7 @@ QString tst_type_identity::make(const QString &name, const QString &how)
         QDir().mkpath(path);
     } else if (how == "app") {
         QDir().mkpath(path + "/Contents/MacOS");
-        write_bytes(path + "/Contents/Info.plist",
+        write_file(path + "/Contents/Info.plist",
                     info_plist({{"CFBundleIdentifier", "com.example.tool"}, {"CFBundleName", "Tool"}}, true));
     } else if (how == "link") {
         QDir().mkpath(folder->filePath("target-folder"));
@@ -438,20 +430,20 @@ void tst_type_identity::bundle()
         QVERIFY(QDir().mkpath(QFileInfo(plist).path()));
         const QByteArray plist_native = native(plist);
         if (content == "binary" || content == "xml") {
-            QVERIFY(write_bytes(plist, full));
+            QVERIFY(write_file(plist, full));
         } else if (content == "name only") {
-            QVERIFY(write_bytes(plist, info_plist({{"CFBundleName", "Tool Name"}}, true)));
+            QVERIFY(write_file(plist, info_plist({{"CFBundleName", "Tool Name"}}, true)));
         } else if (content == "garbage") {
-            QVERIFY(write_bytes(plist, "bplist00\xff\xff\xff garbage"));
+            QVERIFY(write_file(plist, "bplist00\xff\xff\xff garbage"));
         } else if (content == "array") {
-            QVERIFY(write_bytes(plist, property_list_bytes::binary(
+            QVERIFY(write_file(plist, property_list_bytes::binary(
                                            property_list_bytes::array(property_list_bytes::string("x")))));
         } else if (content == "fan-out") {
-            QVERIFY(write_bytes(plist, property_list_bytes::binary_shared_fan_out(24, 4)));
+            QVERIFY(write_file(plist, property_list_bytes::binary_shared_fan_out(24, 4)));
         } else if (content == "pipe") {
             QVERIFY(mkfifo(plist_native.constData(), 0644) == 0);
         } else if (content == "link") {
-            QVERIFY(write_bytes(bundle_path + "/Contents/Real.plist", full));
+            QVERIFY(write_file(bundle_path + "/Contents/Real.plist", full));
             QVERIFY(symlink("Real.plist", plist_native.constData()) == 0);
         } else if (content == "sparse") {
             QFile file(plist);
@@ -461,14 +453,14 @@ void tst_type_identity::bundle()
             // Contents is a link to another bundle's Contents on the volume.
             QVERIFY(QDir(bundle_path).removeRecursively() && QDir().mkpath(bundle_path));
             QVERIFY(QDir().mkpath(volume + "/Other.app/Contents"));
-            QVERIFY(write_bytes(volume + "/Other.app/Contents/Info.plist", full));
+            QVERIFY(write_file(volume + "/Other.app/Contents/Info.plist", full));
             QVERIFY(symlink("../Other.app/Contents", native(bundle_path + "/Contents").constData()) == 0);
         } else if (content == "outside") {
             // Contents itself is a link to a folder beside the volume.
             QVERIFY(QDir(bundle_path).removeRecursively() && QDir().mkpath(bundle_path));
             const QString outside = folder->filePath("outside");
             QVERIFY(QDir().mkpath(outside));
-            QVERIFY(write_bytes(outside + "/Info.plist", full));
+            QVERIFY(write_file(outside + "/Info.plist", full));
             QVERIFY(symlink(native(outside).constData(), native(bundle_path + "/Contents").constData()) == 0);
         }
     }
@@ -511,9 +503,9 @@ void tst_type_identity::file_system_facts()
     if (how.startsWith("folder")) {
         QVERIFY(QDir().mkpath(path));
         for (int i = 0; i < how.section(':', 1).toInt(); ++i)
-            QVERIFY(write_bytes(path + (i == 0 ? "/.hidden" : QString("/file%1").arg(i)), "x"));
+            QVERIFY(write_file(path + (i == 0 ? "/.hidden" : QString("/file%1").arg(i)), "x"));
     } else {
-        QVERIFY(write_bytes(path, QByteArray(5000, 'x')));
+        QVERIFY(write_file(path, QByteArray(5000, 'x')));
     }
     QVERIFY(chmod(native(path).constData(), mode_t(mode)) == 0);
     struct stat status = {};
@@ -581,18 +573,9 @@ void tst_type_identity::indexed_file_keeps_the_index_values()
 {
     // A copy of the volume, so that files the index lacks can be added.
     const QString volume = folder->filePath("volume");
-    QDirIterator entries(fixtures + "macos-12", QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
-                         QDirIterator::Subdirectories);
-    while (entries.hasNext()) {
-        const QString from = entries.next();
-        const QString to = volume + from.mid(fixtures.size() + QString("macos-12").size());
-        if (entries.fileInfo().isDir())
-            QVERIFY(QDir().mkpath(to));
-        else
-            QVERIFY(QDir().mkpath(QFileInfo(to).path()) && QFile::copy(from, to));
-    }
-    QVERIFY(write_bytes(volume + "/beach.jpg", image_bytes("JPEG")));
-    QVERIFY(write_bytes(volume + "/README", "read me"));
+    QVERIFY(copy_tree(fixtures + "macos-12", volume));
+    QVERIFY(write_file(volume + "/beach.jpg", image_bytes("JPEG")));
+    QVERIFY(write_file(volume + "/README", "read me"));
 
     const std::unique_ptr<MetadataStore> store = create_platform_metadata_store(volume);
     const std::unique_ptr<MetadataItem> license = store->create_item(volume + "/LICENSE");
