@@ -213,6 +213,9 @@ void tst_type_identity::content_type_data()
     const QString image = ";public.image;public.data;public.item;public.content";
     const QString text = "public.plain-text;public.text;public.data;public.item;public.content";
     const QString data = "public.data;public.item";
+    const auto as_data = [&](const char *row, const char *name, const char *how) {
+        QTest::newRow(row) << name << how << "public.data" << data << "Document";
+    };
 
     QTest::newRow("JPEG written by an image library") << "beach.jpg" << "file:jpeg" << "public.jpeg"
                                                       << "public.jpeg" + image << "JPEG image";
@@ -227,28 +230,23 @@ void tst_type_identity::content_type_data()
                                  << "ZIP archive";
     QTest::newRow("text file") << "notes.txt" << "file:a note" << "public.plain-text" << text
                                << "Plain Text Document";
-    QTest::newRow("PDF content without extension is still data") << "scan" << "file:pdf" << "public.data"
-                                                                  << data << "Document";
+    as_data("PDF content without extension is still data", "scan", "file:pdf");
     QTest::newRow("PDF content named .txt is text, as on a Mac") << "scan.txt" << "file:pdf"
                                                                  << "public.plain-text" << text
                                                                  << "Plain Text Document";
-    QTest::newRow("text without extension is data, like the fixtures' LICENSE")
-        << "LICENSE" << "file:Apache License" << "public.data" << data << "Document";
-    QTest::newRow("unknown extension is data") << "dump.q7z" << "file:x" << "public.data" << data << "Document";
-    QTest::newRow("hidden file's name after the dot is no extension") << ".pdf" << "file:pdf" << "public.data"
-                                                                      << data << "Document";
+    as_data("text without extension is data, like the fixtures' LICENSE", "LICENSE", "file:Apache License");
+    as_data("unknown extension is data", "dump.q7z", "file:x");
+    as_data("hidden file's name after the dot is no extension", ".pdf", "file:pdf");
     QTest::newRow("hidden file with an extension") << ".scratch.tiff" << "file:x" << "public.tiff"
                                                    << "public.tiff" + image << "TIFF image";
-    QTest::newRow("name ending in a dot has no extension") << "draft." << "file:x" << "public.data" << data
-                                                           << "Document";
+    as_data("name ending in a dot has no extension", "draft.", "file:x");
     QTest::newRow("executable without extension") << "run" << "exec:#!/bin/sh" << "public.unix-executable"
                                                   << "public.unix-executable;public.data;public.item;public.executable"
                                                   << "Unix executable file";
     QTest::newRow("executable with a known extension keeps its type")
         << "run.sh" << "exec:#!/bin/sh" << "public.shell-script"
         << "public.shell-script;public.script;public.source-code;" + text << "Shell script";
-    QTest::newRow("executable with an unknown extension is data") << "run.q7z" << "exec:x" << "public.data"
-                                                                  << data << "Document";
+    as_data("executable with an unknown extension is data", "run.q7z", "exec:x");
     QTest::newRow("folder") << "Photos" << "folder" << "public.folder"
                             << "public.folder;public.directory;public.item" << "Folder";
     QTest::newRow("folder with a file's extension is a folder") << "Holiday.jpg" << "folder" << "public.folder"
@@ -256,8 +254,7 @@ void tst_type_identity::content_type_data()
                                                                 << "Folder";
     QTest::newRow("application bundle") << "Tool.app" << "app" << "com.apple.application-bundle" << bundle_tree
                                         << "Application";
-    QTest::newRow("file named like a bundle is data") << "Tool.app" << "file:x" << "public.data" << data
-                                                      << "Document";
+    as_data("file named like a bundle is data", "Tool.app", "file:x");
     QTest::newRow("framework folder") << "Kit.framework" << "folder" << "com.apple.framework"
                                       << "com.apple.framework;com.apple.bundle;public.directory;public.item"
                                       << "Framework";
