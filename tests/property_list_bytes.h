@@ -44,25 +44,20 @@ Plist array(Items... items)
     return array_of(std::move(list));
 }
 
-inline QByteArray binary(const Plist &root)
+// The list's encoding by one of libplist's writers and its matching free.
+template <typename Write, typename Free>
+QByteArray encoded(const Plist &root, Write write, Free free_bytes)
 {
     char *bytes = nullptr;
     std::uint32_t length = 0;
-    plist_to_bin(root.get(), &bytes, &length);
+    write(root.get(), &bytes, &length);
     const QByteArray copy(bytes, qsizetype(length));
-    plist_to_bin_free(bytes);
+    free_bytes(bytes);
     return copy;
 }
 
-inline QByteArray xml(const Plist &root)
-{
-    char *bytes = nullptr;
-    std::uint32_t length = 0;
-    plist_to_xml(root.get(), &bytes, &length);
-    const QByteArray copy(bytes, qsizetype(length));
-    plist_to_xml_free(bytes);
-    return copy;
-}
+inline QByteArray binary(const Plist &root) { return encoded(root, plist_to_bin, plist_to_bin_free); }
+inline QByteArray xml(const Plist &root) { return encoded(root, plist_to_xml, plist_to_xml_free); }
 
 inline QByteArray xml_document(const char *body)
 {
@@ -165,18 +160,8 @@ inline QByteArray binary_date(double seconds_since_2001)
     return binary_objects({date_object(seconds_since_2001)});
 }
 
-// Arrays nested depth deep around one string.
-inline QByteArray binary_nesting(int depth)
-{
-    std::vector<QByteArray> objects;
-    for (int level = 0; level < depth; ++level)
-        objects.push_back(array_object({std::uint64_t(level + 1)}));
-    objects.push_back(ascii_string_object("x"));
-    return binary_objects(objects);
-}
-
 // Each level an array of width references to the next: tiny on disk,
-// width^levels nodes once every reference is copied.
+// width^levels nodes once every reference is copied; width 1 is plain nesting.
 inline QByteArray binary_shared_fan_out(int levels, int width)
 {
     std::vector<QByteArray> objects;

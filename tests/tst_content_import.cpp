@@ -2,6 +2,7 @@
 // own attribute first, then its content, then what the file system says;
 // and the importer is asked only where its answer can count, once a file.
 
+#include "evidence_files.h"
 #include "file/file_metadata_store.h"
 #include "importers/content_import_source.h"
 #include "property_list_bytes.h"
@@ -37,12 +38,6 @@ struct Store
     ContentImportSource *source = nullptr;
     std::unique_ptr<FileMetadataStore> files;
 };
-
-bool write_file(const QString &path, const QByteArray &content)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
-}
 
 } // namespace
 
@@ -115,18 +110,18 @@ void tst_content_import::value_by_precedence()
 
     QTemporaryDir root;
     const QString path = root.filePath(name);
-    const QByteArray native = QFile::encodeName(path);
+    const QByteArray native_path = native(path);
     // A target a link could lead the importer to, were links followed.
     QVERIFY(write_file(root.filePath("target.jpg"), "kMDItemAcquisitionModel=Followed"));
     if (name == "link.jpg")
-        QVERIFY(::symlink("target.jpg", native.constData()) == 0);
+        QVERIFY(::symlink("target.jpg", native_path.constData()) == 0);
     else if (name == "pipe.jpg")
-        QVERIFY(::mkfifo(native.constData(), 0600) == 0);
+        QVERIFY(::mkfifo(native_path.constData(), 0600) == 0);
     else
         QVERIFY(write_file(path, content));
     if (!attribute.isEmpty()) {
         const QByteArray attribute_name = attribute_prefix + key.toUtf8();
-        if (::setxattr(native.constData(), attribute_name.constData(), attribute.constData(),
+        if (::setxattr(native_path.constData(), attribute_name.constData(), attribute.constData(),
                        std::size_t(attribute.size()), 0) != 0)
             QSKIP("the temporary folder's file system refuses user extended attributes");
     }

@@ -2,6 +2,7 @@
 // escapes, through both ways of resolving beneath the volume root.
 
 #include "evidence/evidence_root.h"
+#include "evidence_files.h"
 
 #include <QDir>
 #include <QFile>
@@ -28,37 +29,27 @@ private slots:
     void relative_path();
 
 private:
-    void write(const QString &relative, const QByteArray &content);
     void link(const QByteArray &target, const QString &relative);
 
     QTemporaryDir dir;
     QString volume;
 };
 
-void tst_evidence_root::write(const QString &relative, const QByteArray &content)
-{
-    const QString path = dir.filePath(relative);
-    QVERIFY(QDir().mkpath(QFileInfo(path).path()));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(content);
-}
-
 void tst_evidence_root::link(const QByteArray &target, const QString &relative)
 {
     const QString path = dir.filePath(relative);
     QVERIFY(QDir().mkpath(QFileInfo(path).path()));
-    QCOMPARE(::symlink(target.constData(), QFile::encodeName(path).constData()), 0);
+    QCOMPARE(::symlink(target.constData(), native(path).constData()), 0);
 }
 
 void tst_evidence_root::initTestCase()
 {
     QVERIFY(dir.isValid());
     volume = dir.filePath("volume");
-    const QByteArray outside = QFile::encodeName(dir.filePath("outside"));
-    write("volume/Users/x/report.txt", "volume report");
-    write("outside/secret.txt", "outside secret");
-    write("volume/outside/.keep", ""); // "outside" inside the volume, without the secret
+    const QByteArray outside = native(dir.filePath("outside"));
+    QVERIFY(write_file(dir.filePath("volume/Users/x/report.txt"), "volume report"));
+    QVERIFY(write_file(dir.filePath("outside/secret.txt"), "outside secret"));
+    QVERIFY(write_file(dir.filePath("volume/outside/.keep"), "")); // an "outside" on the volume, no secret
     link(outside, "volume/Users/x/outlink");
     link("../../../outside", "volume/Users/x/uplink");
     link("/Users/x", "volume/Users/y/docs");
@@ -67,7 +58,7 @@ void tst_evidence_root::initTestCase()
     link("loop2", "volume/loop1");
     link("loop1", "volume/loop2");
     link(outside + "/secret.txt", "volume/Users/x/secretlink");
-    QCOMPARE(::mkfifo(QFile::encodeName(dir.filePath("volume/fifo")).constData(), 0600), 0);
+    QCOMPARE(::mkfifo(native(dir.filePath("volume/fifo")).constData(), 0600), 0);
 }
 
 void tst_evidence_root::open_regular_file_data()

@@ -1,6 +1,7 @@
 // The metadata a mounted volume's files carry themselves: real files,
 // folders and links, with extended attributes written by the test.
 
+#include "evidence_files.h"
 #include "file/file_metadata_store.h"
 #include "property_list_bytes.h"
 #include "vantrel.h"
@@ -33,8 +34,6 @@ MetadataValue texts(std::initializer_list<const char *> utf8)
         items.push_back(text(item));
     return MetadataValue::from_array(std::move(items));
 }
-
-QByteArray native(const QString &path) { return QFile::encodeName(path); }
 
 bool set_attribute(const QString &path, const QByteArray &name, const QByteArray &content)
 {
@@ -82,8 +81,6 @@ private slots:
     void reader_rows_from_real_files();
 
 private:
-    QString write_file(const QString &name, const QByteArray &content);
-
     std::unique_ptr<QTemporaryDir> folder;
     QString report; // a five-byte file, fresh for every test
     bool attributes_supported = false;
@@ -92,12 +89,8 @@ private:
 void tst_file_metadata_store::initTestCase()
 {
     QTemporaryDir probe;
-    QVERIFY(probe.isValid());
-    const QString path = probe.filePath("probe");
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.close();
-    attributes_supported = set_attribute(path, "user.vantrel.probe", "1");
+    QVERIFY(write_file(probe.filePath("probe"), ""));
+    attributes_supported = set_attribute(probe.filePath("probe"), "user.vantrel.probe", "1");
     if (!attributes_supported)
         qWarning("the temporary folder's file system refuses user attributes: %s", strerror(errno));
 }
@@ -106,17 +99,8 @@ void tst_file_metadata_store::init()
 {
     folder = std::make_unique<QTemporaryDir>();
     QVERIFY(folder->isValid());
-    report = write_file("report.txt", "hello");
+    QVERIFY(write_file(report = folder->filePath("report.txt"), "hello"));
     set_modification_time(report, 1700000000, 500000000);
-}
-
-QString tst_file_metadata_store::write_file(const QString &name, const QByteArray &content)
-{
-    const QString path = folder->filePath(name);
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-        qFatal("cannot write %s", qPrintable(path));
-    return path;
 }
 
 void tst_file_metadata_store::value_data()
@@ -250,7 +234,7 @@ void tst_file_metadata_store::path_and_name()
     else if (kind == "link")
         QVERIFY(symlink("/nonexistent/target", made.constData()) == 0);
     else
-        write_file(name, "12345678");
+        QVERIFY(write_file(folder->filePath(name), "12345678"));
 
     FileMetadataStore store;
     const std::unique_ptr<MetadataItem> item = store.create_item(path);
@@ -286,15 +270,10 @@ void tst_file_metadata_store::creation_date_where_the_file_system_keeps_one()
 
 void tst_file_metadata_store::link_is_never_followed()
 {
-    // The link's target lies outside the examined tree, as a file of the
-    // examining machine would.
+    // The target lies outside the examined tree, as a file of the examining machine would.
     QTemporaryDir outside;
-    QVERIFY(outside.isValid());
     const QString target = outside.filePath("machine-file");
-    QFile file(target);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("secret contents");
-    file.close();
+    QVERIFY(write_file(target, "secret contents"));
     set_modification_time(target, 1000000000, 0);
     if (attributes_supported) {
         QVERIFY(set_attribute(target, apple + "kMDItemWhereFroms",
@@ -351,9 +330,7 @@ void tst_file_metadata_store::unsearchable_folder_hides_its_files()
     const QString locked = folder->filePath("locked");
     QVERIFY(mkdir(native(locked).constData(), 0755) == 0);
     const QString inside = locked + "/inside.txt";
-    QFile file(inside);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.close();
+    QVERIFY(write_file(inside, ""));
     QVERIFY(chmod(native(locked).constData(), 0) == 0);
 
     FileMetadataStore store;

@@ -2,6 +2,7 @@
 // a way the runs lose or misplace data without a word when the host's
 // side is not as agreed. They pin the worker's contract, not faults.
 
+#include "evidence_files.h"
 #include "test_case.h"
 
 #include <QDir>
@@ -28,13 +29,6 @@ int marked(const TestCase &test_case)
                                 "where fs_module_apple_metadata_run_status = '1'");
 }
 
-void write_bytes(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
 } // namespace
 
 class tst_host_contract : public QObject
@@ -44,10 +38,8 @@ class tst_host_contract : public QObject
 private slots:
     void key_without_a_column_loses_every_row();
     void key_inside_an_earlier_column_lands_there();
-    void full_run_empties_results_whatever_the_records_data();
-    void full_run_empties_results_whatever_the_records();
-    void unwritable_results_still_mark_records_data();
-    void unwritable_results_still_mark_records();
+    void spoiled_database_data();
+    void spoiled_database();
     void marks_are_committed_batch_by_batch();
     void two_workers_on_one_source_duplicate_rows();
 };
@@ -80,70 +72,55 @@ void tst_host_contract::key_inside_an_earlier_column_lands_there()
     QVERIFY(rows[0][1].isNull());
 }
 
-void tst_host_contract::full_run_empties_results_whatever_the_records_data()
+void tst_host_contract::spoiled_database_data()
 {
-    QTest::addColumn<QString>("file_system"); // what stands at file_system.sqlite
+    QTest::addColumn<QString>("database"); // the one spoiled
+    QTest::addColumn<QString>("how");
 
-    QTest::newRow("record list missing") << "missing";
-    QTest::newRow("record list no database") << "garbage";
-    QTest::newRow("record list a folder") << "folder";
-    QTest::newRow("record list without its table") << "empty database";
+    // A full run empties the results whatever stands for the records.
+    QTest::newRow("record list missing") << "file_system.sqlite" << "missing";
+    QTest::newRow("record list no database") << "file_system.sqlite" << "garbage";
+    QTest::newRow("record list a folder") << "file_system.sqlite" << "folder";
+    QTest::newRow("record list without its table") << "file_system.sqlite" << "empty database";
+    // Records are marked handled whatever stands for the results.
+    QTest::newRow("results no database") << "apple_metadata.sqlite" << "garbage";
+    QTest::newRow("results without their table") << "apple_metadata.sqlite" << "empty database";
+    QTest::newRow("results refusing every insert") << "apple_metadata.sqlite" << "refusing trigger";
 }
 
-void tst_host_contract::full_run_empties_results_whatever_the_records()
+void tst_host_contract::spoiled_database()
 {
-    QFETCH(QString, file_system);
+    QFETCH(QString, database);
+    QFETCH(QString, how);
 
     TestCase test_case;
-    const QString path = test_case.database("file_system.sqlite");
-    if (file_system == "garbage")
-        write_bytes(path, QByteArray(4096, 'g'));
-    else if (file_system == "folder")
-        QVERIFY(QDir().mkpath(path));
-    else if (file_system == "empty database")
-        QVERIFY(TestCase::exec(path, {"create table other (x)"}));
+    const bool records_spoiled = database == "file_system.sqlite";
     const QStringList keys = {"kMDItemFSName"};
-    test_case.create_metadata_db(keys);
     const QString metadata = test_case.database("apple_metadata.sqlite");
-    QVERIFY(TestCase::exec(metadata, {"insert into files (filesystem_record) values (1)"}));
-
-    // The host's earlier results are gone, though no file was read.
-    QCOMPARE(test_case.run("2", QString(), keys, keys).exit_code, 0);
-    QCOMPARE(TestCase::count_rows(metadata), 0);
-}
-
-void tst_host_contract::unwritable_results_still_mark_records_data()
-{
-    QTest::addColumn<QString>("results"); // what stands at apple_metadata.sqlite
-
-    QTest::newRow("results no database") << "garbage";
-    QTest::newRow("results without their table") << "empty database";
-    QTest::newRow("results refusing every insert") << "refusing trigger";
-}
-
-void tst_host_contract::unwritable_results_still_mark_records()
-{
-    QFETCH(QString, results);
-
-    TestCase test_case;
-    test_case.create_file_system_db(files(test_case, 5));
-    const QString metadata = test_case.database("apple_metadata.sqlite");
-    const QStringList keys = {"kMDItemFSName"};
-    if (results == "garbage") {
-        write_bytes(metadata, QByteArray(4096, 'g'));
-    } else if (results == "empty database") {
-        QVERIFY(TestCase::exec(metadata, {"create table other (x)"}));
-    } else {
+    if (!records_spoiled)
+        test_case.create_file_system_db(files(test_case, 5));
+    if (records_spoiled || how == "refusing trigger") {
         test_case.create_metadata_db(keys);
-        QVERIFY(TestCase::exec(metadata, {"create trigger refuse before insert on files "
-                                          "begin select raise(abort, 'refused'); end"}));
+        QVERIFY(TestCase::exec(metadata, {"insert into files (filesystem_record) values (1)"}));
     }
+    const QString path = test_case.database(database);
+    if (how == "garbage")
+        QVERIFY(write_file(path, QByteArray(4096, 'g')));
+    else if (how == "folder")
+        QVERIFY(QDir().mkpath(path));
+    else if (how == "empty database")
+        QVERIFY(TestCase::exec(path, {"create table other (x)"}));
+    else if (how == "refusing trigger")
+        QVERIFY(TestCase::exec(path, {"create trigger refuse before insert on files "
+                                      "begin select raise(abort, 'refused'); end"}));
 
     QCOMPARE(test_case.run("2", QString(), keys, keys).exit_code, 0);
-    // Every record reads as handled, though no row holds its values.
-    QCOMPARE(marked(test_case), 5);
-    if (results == "refusing trigger")
+    // Either the host's earlier results are gone though no file was read, or every
+    // record reads as handled though no row holds its values.
+    if (records_spoiled || how == "refusing trigger")
         QCOMPARE(TestCase::count_rows(metadata), 0);
+    if (!records_spoiled)
+        QCOMPARE(marked(test_case), 5);
 }
 
 void tst_host_contract::marks_are_committed_batch_by_batch()

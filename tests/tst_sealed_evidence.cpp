@@ -3,6 +3,7 @@
 // machine into the case, never stall the run, and a run moves no access
 // time of the evidence and leaves no folder behind in /tmp.
 
+#include "evidence_files.h"
 #include "test_case.h"
 
 #include <QDir>
@@ -33,27 +34,6 @@ constexpr int outside_size = 31337;
 const QString outside_origin = QStringLiteral("https://outside.example/leak");
 const QString outside_index_date = QStringLiteral("1687237824");
 
-QByteArray native(const QString &path)
-{
-    return QFile::encodeName(path);
-}
-
-bool copy_tree(const QString &from, const QString &to)
-{
-    if (!QDir().mkpath(to))
-        return false;
-    QDirIterator entries(from, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot | QDir::System,
-                         QDirIterator::Subdirectories);
-    while (entries.hasNext()) {
-        const QString path = entries.next();
-        const QString target = to + path.mid(from.size());
-        if (entries.fileInfo().isDir() ? !QDir().mkpath(target) : !QFile::copy(path, target))
-            return false;
-        QFile::setPermissions(target, QFile::permissions(target) | QFile::WriteOwner);
-    }
-    return true;
-}
-
 bool link_to(const QString &target, const QString &link)
 {
     QFile::remove(link);
@@ -62,18 +42,23 @@ bool link_to(const QString &target, const QString &link)
     return ::symlink(native(target).constData(), native(link).constData()) == 0;
 }
 
-bool replace_with_fifo(const QString &path)
+// Puts a pipe, or an endless device, where path was.
+bool replace_with(const QString &path, bool device)
 {
     QDir().mkpath(QFileInfo(path).path());
     QFile::remove(path);
-    return ::mkfifo(native(path).constData(), 0644) == 0;
+    const QByteArray name = native(path);
+    return device ? ::mknod(name.constData(), S_IFCHR | 0644, makedev(1, 5)) == 0
+                  : ::mkfifo(name.constData(), 0644) == 0;
 }
 
-bool replace_with_zero_device(const QString &path)
+// The download origin macOS records for a file.
+bool set_origin(const QString &path, const QString &origin)
 {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile::remove(path);
-    return ::mknod(native(path).constData(), S_IFCHR | 0644, makedev(1, 5)) == 0;
+    const QByteArray origins = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\"><array><string>"
+        + origin.toUtf8() + "</string></array></plist>";
+    return ::setxattr(native(path).constData(), "user.com.apple.metadata:kMDItemWhereFroms", origins.constData(),
+                      size_t(origins.size()), 0) == 0;
 }
 
 // A file of the examining machine with values no evidence file has: a
@@ -84,11 +69,7 @@ void make_secret(const QString &path)
     QVERIFY(secret.open(QIODevice::WriteOnly));
     secret.write(QByteArray(outside_size, 's'));
     secret.close();
-    const QByteArray origins = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\"><array><string>"
-        + outside_origin.toUtf8() + "</string></array></plist>";
-    QCOMPARE(::setxattr(native(path).constData(), "user.com.apple.metadata:kMDItemWhereFroms",
-                        origins.constData(), size_t(origins.size()), 0),
-             0);
+    QVERIFY(set_origin(path, outside_origin));
 }
 
 // Starts the worker as the host does and gives it 20 s, far more than
@@ -294,11 +275,9 @@ void tst_sealed_evidence::nothing_blocks_the_run()
     if (!volume_fixture.isEmpty())
         QVERIFY(copy_tree(fixtures + volume_fixture, volume));
     QDir(volume + replaced).removeRecursively();
-    if (device) {
-        if (!replace_with_zero_device(volume + replaced))
-            QSKIP("this machine refuses to make device nodes");
-    } else {
-        QVERIFY(replace_with_fifo(volume + replaced));
+    if (!replace_with(volume + replaced, device)) {
+        QVERIFY(!device);
+        QSKIP("this machine refuses to make device nodes");
     }
     test_case.create_file_system_db({{1, record_path}});
     test_case.create_metadata_db(keys);
@@ -306,11 +285,9 @@ void tst_sealed_evidence::nothing_blocks_the_run()
     for (const QString flag : {"2", "1"}) {
         if (flag == "1")
             test_case.create_timestamps_db();
-        QElapsedTimer timer;
-        timer.start();
         const TestCase::Result result = run_bounded(test_case, flag);
         QVERIFY2(result.exit_code == 0 && result.exit_status == QProcess::NormalExit,
-                 qPrintable(QString("run %1 did not end within %2 ms").arg(flag).arg(timer.elapsed())));
+                 qPrintable(QString("run %1 did not end in time or failed").arg(flag)));
         QCOMPARE(result.lines, QStringList());
     }
     const auto rows = TestCase::rows(test_case.database("apple_metadata.sqlite"),
@@ -338,25 +315,15 @@ void tst_sealed_evidence::strictatime_volume_keeps_every_access_time()
     QVERIFY(download.open(QIODevice::WriteOnly));
     download.write("%PDF");
     download.close();
-    const QByteArray origins = "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><string>https://example.org/a"
-                               "</string></array></plist>";
-    ::setxattr(native(download.fileName()).constData(), "user.com.apple.metadata:kMDItemWhereFroms",
-               origins.constData(), size_t(origins.size()), 0);
+    QVERIFY(set_origin(download.fileName(), "https://example.org/a"));
 
     // Every access time set well in the past, so any read would move it.
-    QList<QPair<QVariant, QVariant>> records;
-    QDirIterator entries(volume, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
-                         QDirIterator::Subdirectories);
-    int number = 0;
-    while (entries.hasNext()) {
-        const QString path = entries.next();
-        records.append({++number, path.mid(volume.size())});
-    }
-    records.append({++number, QVariant(QString())});
+    const struct timespec past[2] = {{1000000000, 0}, {0, UTIME_OMIT}};
     const QStringList all = entries_beneath(volume);
+    QList<QPair<QVariant, QVariant>> records; // the root's own record has no path
     for (const QString &path : all) {
-        const struct timespec times[2] = {{1000000000, 0}, {0, UTIME_OMIT}};
-        QCOMPARE(::utimensat(AT_FDCWD, native(path).constData(), times, AT_SYMLINK_NOFOLLOW), 0);
+        records.append({records.size() + 1, path == volume ? QVariant(QString()) : QVariant(path.mid(volume.size()))});
+        QCOMPARE(::utimensat(AT_FDCWD, native(path).constData(), past, AT_SYMLINK_NOFOLLOW), 0);
     }
     const QList<qint64> before = access_times(all);
     {
@@ -365,7 +332,6 @@ void tst_sealed_evidence::strictatime_volume_keeps_every_access_time()
         QVERIFY(probe.open(QIODevice::WriteOnly));
         probe.write("x");
         probe.close();
-        const struct timespec past[2] = {{1000000000, 0}, {0, UTIME_OMIT}};
         ::utimensat(AT_FDCWD, native(probe.fileName()).constData(), past, 0);
         QVERIFY(probe.open(QIODevice::ReadOnly));
         probe.readAll();
