@@ -20,27 +20,11 @@
 
 namespace {
 
-// Runs a tool to make a sample; the reason it could not, or empty text.
-QString run_tool(const QString &program, const QStringList &arguments, const QString &folder)
-{
-    if (QStandardPaths::findExecutable(program).isEmpty())
-        return program + QStringLiteral(" is not installed");
-    QProcess process;
-    process.setWorkingDirectory(folder);
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(program, arguments);
-    if (!process.waitForFinished(120000) || process.exitStatus() != QProcess::NormalExit
-        || process.exitCode() != 0)
-        return program + QStringLiteral(" failed: ") + QString::fromLocal8Bit(process.readAll());
-    return QString();
-}
-
 bool write_file(const QString &path, const QByteArray &bytes)
 {
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
-
 
 // A PDF of the given objects (numbered from 1, the first the catalog),
 // with a cross-reference table whose offsets are right and the trailer's
@@ -145,6 +129,21 @@ ContentSamples::ContentSamples()
     QVERIFY2(folder.isValid(), qPrintable(folder.errorString()));
 }
 
+void ContentSamples::make_with(const QString &sample, const QString &program, const QStringList &arguments,
+                               const QString &in)
+{
+    if (QStandardPaths::findExecutable(program).isEmpty()) {
+        missing[sample] = program + QStringLiteral(" is not installed");
+        return;
+    }
+    QProcess process;
+    process.setWorkingDirectory(in.isEmpty() ? folder.path() : in);
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(program, arguments);
+    if (!process.waitForFinished(120000) || process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0)
+        missing[sample] = program + QStringLiteral(" failed: ") + QString::fromLocal8Bit(process.readAll());
+}
+
 void ContentSamples::make_all()
 {
     make_images();
@@ -170,11 +169,9 @@ void ContentSamples::make_images()
     QImage small(40, 30, QImage::Format_RGB32);
     small.fill(Qt::darkYellow);
     QVERIFY(small.save(path("small.png"), "PNG"));
-    const QString heic_reason = run_tool(QStringLiteral("heif-enc"), { "-q", "50", "small.png", "-o", "small.heic" }, folder.path());
-    if (!heic_reason.isEmpty())
-        missing["small.heic"] = heic_reason;
+    make_with("small.heic", "heif-enc", { "-q", "50", "small.png", "-o", "small.heic" });
 
-    const QString photo_reason = run_tool(QStringLiteral("exiv2"), {
+    make_with("photo.jpg", "exiv2", {
         "-M", "set Exif.Image.Make Canon",
         "-M", "set Exif.Image.Model Canon EOS 5D Mark IV",
         "-M", "set Exif.Photo.LensModel EF24-70mm f/2.8L II USM",
@@ -194,16 +191,12 @@ void ContentSamples::make_images()
         "-M", "set Exif.GPSInfo.GPSAltitudeRef 1",
         "-M", "set Exif.GPSInfo.GPSDateStamp 2021:06:15",
         "-M", "set Exif.GPSInfo.GPSTimeStamp 10/1 20/1 31/1",
-        "photo.jpg" }, folder.path());
-    if (!photo_reason.isEmpty())
-        missing["photo.jpg"] = photo_reason;
-    const QString turned_reason = run_tool(QStringLiteral("exiv2"), {
+        "photo.jpg" });
+    make_with("turned.jpg", "exiv2", {
         "-M", "set Exif.Image.Orientation 6",
         "-M", "set Exif.Photo.Flash 16",
         "-M", "set Exif.Photo.DateTimeOriginal 2021:06:15 12:20:30",
-        "turned.jpg" }, folder.path());
-    if (!turned_reason.isEmpty())
-        missing["turned.jpg"] = turned_reason;
+        "turned.jpg" });
 }
 
 void ContentSamples::make_pdfs()
@@ -255,11 +248,8 @@ void ContentSamples::make_audio()
         { "song.m4a", { "-c:a", "aac", "-b:a", "128k" } },
         { "song.wav", { "-c:a", "pcm_s16le" } },
     };
-    for (const auto &[name, encoding] : songs) {
-        const QString reason = run_tool(QStringLiteral("ffmpeg"), tone + encoding + QStringList{ name }, folder.path());
-        if (!reason.isEmpty())
-            missing[name] = reason;
-    }
+    for (const auto &[name, encoding] : songs)
+        make_with(name, "ffmpeg", tone + encoding + QStringList{ name });
 }
 void ContentSamples::make_video()
 {
@@ -271,11 +261,8 @@ void ContentSamples::make_video()
                           + QStringList{ "-c:v", "libx264", "-c:a", "aac", "-shortest" } },
         { "clip.mov", picture + tagged + QStringList{ "-c:v", "mpeg4" } },
     };
-    for (const auto &[name, arguments] : clips) {
-        const QString reason = run_tool(QStringLiteral("ffmpeg"), arguments + QStringList{ name }, folder.path());
-        if (!reason.isEmpty())
-            missing[name] = reason;
-    }
+    for (const auto &[name, arguments] : clips)
+        make_with(name, "ffmpeg", arguments + QStringList{ name });
 }
 
 void ContentSamples::make_office_documents()
@@ -287,9 +274,7 @@ void ContentSamples::make_office_documents()
             QVERIFY(QDir().mkpath(QFileInfo(parts_folder + '/' + part).absolutePath()));
             QVERIFY(write_file(parts_folder + '/' + part, content));
         }
-        const QString reason = run_tool(QStringLiteral("zip"), { "-q", "-r", "-X", "../" + name, "." }, parts_folder);
-        if (!reason.isEmpty())
-            missing[name] = reason;
+        make_with(name, "zip", { "-q", "-r", "-X", "../" + name, "." }, parts_folder);
     };
 
     zip_folder(QStringLiteral("report.docx"), {
@@ -334,9 +319,7 @@ void ContentSamples::make_office_documents()
     QVERIFY(huge.open(QIODevice::WriteOnly));
     QVERIFY(huge.resize(128LL * 1024 * 1024));
     huge.close();
-    const QString reason = run_tool(QStringLiteral("zip"), { "-q", "-r", "-X", "../bomb.docx", "." }, path("bomb.docx.parts"));
-    if (!reason.isEmpty())
-        missing["bomb.docx"] = reason;
+    make_with("bomb.docx", "zip", { "-q", "-r", "-X", "../bomb.docx", "." }, path("bomb.docx.parts"));
     QFile::remove(bomb_parts + "/core.xml");
 }
 

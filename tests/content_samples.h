@@ -30,6 +30,9 @@ private:
     void make_video();
     void make_office_documents();
     void make_hostile_files();
+    // Runs a tool that makes sample (in the samples' folder unless in is given); a failure lists it as missing.
+    void make_with(const QString &sample, const QString &program, const QStringList &arguments,
+                   const QString &in = QString());
 
     QTemporaryDir folder;
 };

@@ -135,7 +135,6 @@ void tst_case_statements::stored_row_keeps_every_text_data()
     QTest::newRow("plain text") << "public.data";
     QTest::newRow("empty text is stored as empty, not NULL") << QString("");
     QTest::newRow("missing value is NULL") << QString();
-    QTest::newRow("accented text") << QString::fromUtf8("R\xc3\xa9sum\xc3\xa9.txt");
     QTest::newRow("decomposed text stays decomposed") << QString::fromUtf8("Re\xcc\x81sume\xcc\x81");
     QTest::newRow("text beyond the basic plane") << QString::fromUtf8("tag \xf0\x9f\x94\xb4 red");
     QTest::newRow("ascii after non-ascii") << QString::fromUtf8("\xe6\x97\xa5\xe6\x9c\xac;Japan");
