@@ -55,23 +55,20 @@ std::unique_ptr<MetadataStore> SpotlightIndexStore::wrap(const QString &volume_r
 
 std::unique_ptr<MetadataItem> SpotlightIndexStore::create_item(const QString &path)
 {
-    // The index outlives the files it describes: a deleted file's values
-    // are no metadata of anything the volume still holds.
+    // Nothing outside the volume is a file of it, whoever else might answer.
     const std::optional<QByteArray> on_volume = evidence_.relative_path(path);
-    if (!on_volume || !evidence_.look_at(*on_volume))
+    if (!on_volume)
         return nullptr;
-
+    // Files the index lacks go to the file store, which looks them up itself.
     const auto from_files = [this, &path] { return fallback_ ? fallback_->create_item(path) : nullptr; };
 
     // A file's path is the volume root directly followed by its path on the volume.
-    if (!path.startsWith(volume_root_))
-        return from_files();
-    const QString relative = path.mid(volume_root_.size());
-    if (!relative.isEmpty() && !relative.startsWith(QLatin1Char('/')) && !volume_root_.endsWith(QLatin1Char('/')))
-        return from_files();
-
-    auto record = index_->record(relative);
+    auto record = index_->record(path.mid(volume_root_.size()));
     if (!record)
         return from_files();
+    // The index outlives the files it describes: a deleted file's values
+    // are no metadata of anything the volume still holds.
+    if (!evidence_.look_at(*on_volume))
+        return nullptr;
     return std::make_unique<SpotlightIndexItem>(std::move(*record), fallback_.get(), path);
 }
