@@ -64,25 +64,25 @@ void tst_content_import::value_by_precedence_data()
     using namespace property_list_bytes;
     const QString created = "kMDItemContentCreationDate";
     QTest::newRow("a photo's capture time over its birth time")
-        << "photo.jpg" << QByteArray("kMDItemContentCreationDate@1500000000") << QByteArray() << created
+        << "photo.jpg" << QByteArray("\xFF\xD8\xFF\nkMDItemContentCreationDate@1500000000") << QByteArray() << created
         << MetadataValue::from_date(1500000000) << QString() << 1;
     QTest::newRow("the file's own date over its content's, without asking")
-        << "photo.jpg" << QByteArray("kMDItemContentCreationDate@1500000000") << binary_date(100) << created
+        << "photo.jpg" << QByteArray("\xFF\xD8\xFF\nkMDItemContentCreationDate@1500000000") << binary_date(100) << created
         << MetadataValue::from_date(978307200 + 100) << QString() << 0;
     QTest::newRow("a document's title from its content")
-        << "report.pdf" << QByteArray("kMDItemTitle=Quarterly") << QByteArray() << "kMDItemTitle"
+        << "report.pdf" << QByteArray("%PDF-\nkMDItemTitle=Quarterly") << QByteArray() << "kMDItemTitle"
         << MetadataValue::from_text("Quarterly") << QString() << 1;
     QTest::newRow("the file's own title over its content's")
-        << "report.pdf" << QByteArray("kMDItemTitle=Quarterly") << binary(string("Given")) << "kMDItemTitle"
+        << "report.pdf" << QByteArray("%PDF-\nkMDItemTitle=Quarterly") << binary(string("Given")) << "kMDItemTitle"
         << MetadataValue::from_text("Given") << QString() << 0;
     QTest::newRow("birth time where the content has no date")
-        << "photo.jpg" << QByteArray("kMDItemPixelWidth#640") << QByteArray() << created << MetadataValue()
+        << "photo.jpg" << QByteArray("\xFF\xD8\xFF\nkMDItemPixelWidth#640") << QByteArray() << created << MetadataValue()
         << "kMDItemFSCreationDate" << 1;
     QTest::newRow("birth time where the importer crashed")
-        << "photo.jpg" << QByteArray("crash") << QByteArray() << created << MetadataValue()
+        << "photo.jpg" << QByteArray("\xFF\xD8\xFF\ncrash") << QByteArray() << created << MetadataValue()
         << "kMDItemFSCreationDate" << 1;
     QTest::newRow("a key no importer gives costs nothing")
-        << "photo.jpg" << QByteArray("crash") << QByteArray() << "kMDItemFSName"
+        << "photo.jpg" << QByteArray("\xFF\xD8\xFF\ncrash") << QByteArray() << "kMDItemFSName"
         << MetadataValue::from_text("photo.jpg") << QString() << 0;
     QTest::newRow("a type no importer reads costs nothing")
         << "notes.txt" << QByteArray("kMDItemTitle=never") << QByteArray() << "kMDItemTitle" << MetadataValue()
@@ -112,7 +112,7 @@ void tst_content_import::value_by_precedence()
     const QString path = root.filePath(name);
     const QByteArray native_path = native(path);
     // A target a link could lead the importer to, were links followed.
-    QVERIFY(write_file(root.filePath("target.jpg"), "kMDItemAcquisitionModel=Followed"));
+    QVERIFY(write_file(root.filePath("target.jpg"), "\xFF\xD8\xFF\nkMDItemAcquisitionModel=Followed"));
     if (name == "link.jpg")
         QVERIFY(::symlink("target.jpg", native_path.constData()) == 0);
     else if (name == "pipe.jpg")
@@ -139,8 +139,8 @@ void tst_content_import::value_by_precedence()
 void tst_content_import::importer_asked_once_per_file()
 {
     QTemporaryDir root;
-    QVERIFY(write_file(root.filePath("a.jpg"), "kMDItemPixelWidth#640\nkMDItemPixelHeight#480"));
-    QVERIFY(write_file(root.filePath("b.jpg"), "crash"));
+    QVERIFY(write_file(root.filePath("a.jpg"), "\xFF\xD8\xFF\nkMDItemPixelWidth#640\nkMDItemPixelHeight#480"));
+    QVERIFY(write_file(root.filePath("b.jpg"), "\xFF\xD8\xFF\ncrash"));
     Store store(root.path());
     const QStringList keys = {"kMDItemPixelWidth", "kMDItemFSName", "kMDItemPixelHeight", "kMDItemPixelWidth",
                               "kMDItemAcquisitionMake"};

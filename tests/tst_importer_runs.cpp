@@ -51,14 +51,14 @@ void tst_importer_runs::hostile_files_lose_only_their_content_values()
     TestCase test_case;
     test_case.set_worker(installed.worker());
     const QList<QPair<QString, QByteArray>> files = {
-        {"/Docs/alpha.pdf", "kMDItemTitle=Alpha\nkMDItemAuthors[Ann,Bo]"},
-        {"/Docs/hangs.pdf", "sleep"},
-        {"/Docs/beta.pdf", "kMDItemTitle=Beta"},
-        {"/Docs/crashes.pdf", "crash"},
-        {"/Docs/gamma.pdf", "chatter\nkMDItemTitle=Gamma"},
-        {"/Docs/garbage.pdf", "garbage"},
-        {"/Docs/memory.pdf", "memory"},
-        {"/Docs/delta.pdf", "kMDItemTitle=Delta"},
+        {"/Docs/alpha.pdf", "%PDF-\nkMDItemTitle=Alpha\nkMDItemAuthors[Ann,Bo]"},
+        {"/Docs/hangs.pdf", "%PDF-\nsleep"},
+        {"/Docs/beta.pdf", "%PDF-\nkMDItemTitle=Beta"},
+        {"/Docs/crashes.pdf", "%PDF-\ncrash"},
+        {"/Docs/gamma.pdf", "%PDF-\nchatter\nkMDItemTitle=Gamma"},
+        {"/Docs/garbage.pdf", "%PDF-\ngarbage"},
+        {"/Docs/memory.pdf", "%PDF-\nmemory"},
+        {"/Docs/delta.pdf", "%PDF-\nkMDItemTitle=Delta"},
         {"/Docs/notes.txt", "kMDItemTitle=never asked"},
     };
     Records records;
@@ -99,8 +99,8 @@ void tst_importer_runs::capture_time_is_the_content_creation_timestamp()
 
     TestCase test_case;
     test_case.set_worker(installed.worker());
-    test_case.add_file("/DCIM/IMG_0001.JPG", "kMDItemContentCreationDate@1500000000.75");
-    test_case.add_file("/DCIM/IMG_0002.JPG", "crash");
+    test_case.add_file("/DCIM/IMG_0001.JPG", "\xFF\xD8\xFF\nkMDItemContentCreationDate@1500000000.75");
+    test_case.add_file("/DCIM/IMG_0002.JPG", "\xFF\xD8\xFF\ncrash");
     test_case.create_file_system_db({{1, "/DCIM/IMG_0001.JPG"}, {2, "/DCIM/IMG_0002.JPG"}});
     test_case.create_timestamps_db();
 
@@ -122,7 +122,7 @@ void tst_importer_runs::importer_dies_with_the_worker()
     TestCase test_case;
     Records records;
     for (int i = 1; i <= 5; ++i) {
-        test_case.add_file(QStringLiteral("/hangs%1.pdf").arg(i), "sleep");
+        test_case.add_file(QStringLiteral("/hangs%1.pdf").arg(i), "%PDF-\nsleep");
         records.append({i, QStringLiteral("/hangs%1.pdf").arg(i)});
     }
     test_case.create_file_system_db(records);

@@ -1,6 +1,7 @@
 #include "content_import_source.h"
 
 #include "type_identity/content_type.h"
+#include "content_signature.h"
 #include "importable_keys.h"
 
 #include <QFileInfo>
@@ -78,7 +79,7 @@ std::unique_ptr<FileContent> ContentImportSource::content_of(const QString &path
 ImportedValues ContentImportSource::import(QByteArrayView relative, const QString &content_type)
 {
     const UniqueFd file = root_.open_regular_file(relative);
-    if (!file)
+    if (!file || !content_may_match(content_type, EvidenceRoot::read_at(file, 0, content_signature_bytes)))
         return {};
     return importer_.import(file.get(), content_type).value_or(ImportedValues());
 }
