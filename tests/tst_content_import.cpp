@@ -31,7 +31,7 @@ struct Store
     {
         ImporterLimits limits;
         limits.time_per_file = 1000ms;
-        auto content = std::make_unique<ContentImportSource>(root, VANTREL_TEST_IMPORTER, limits);
+        auto content = std::make_unique<ContentImportSource>(VANTREL_TEST_IMPORTER, limits);
         source = content.get();
         files = std::make_unique<FileMetadataStore>(root, std::move(content));
     }

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -224,13 +225,37 @@ UniqueFd EvidenceRoot::open_typed(QByteArrayView relative, int flags, mode_t typ
     const UniqueFd object = open_object(relative, links);
     if (!object || ::fstat(object.get(), &status) != 0 || (status.st_mode & S_IFMT) != type)
         return UniqueFd();
-    const dev_t device = status.st_dev;
-    const ino_t inode = status.st_ino;
+    return reopen_seen(relative, flags, type, status.st_dev, status.st_ino, links);
+}
+
+UniqueFd EvidenceRoot::reopen_seen(QByteArrayView relative, int flags, mode_t type, dev_t device, ino_t inode,
+                                   Links links) const
+{
+    // Between the look and the opening the path may have been changed to
+    // name something else: only the object that was looked at will do.
+    struct stat status = {};
     UniqueFd file = open_beneath(relative, flags | O_RDONLY | O_NONBLOCK | O_NOCTTY, links);
     if (!file || ::fstat(file.get(), &status) != 0 || (status.st_mode & S_IFMT) != type
         || status.st_dev != device || status.st_ino != inode)
         return UniqueFd();
     return file;
+}
+
+std::optional<EvidenceRoot::LookedObject> EvidenceRoot::look_and_open(QByteArrayView relative, Links links) const
+{
+    const UniqueFd object = open_object(relative, links);
+    if (!object)
+        return std::nullopt;
+    LookedObject looked = {};
+    if (::statx(object.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &looked.status) != 0)
+        return std::nullopt;
+    const mode_t type = looked.status.stx_mode & S_IFMT;
+    if ((looked.status.stx_mask & STATX_TYPE) && (type == S_IFREG || type == S_IFDIR)) {
+        looked.opened = reopen_seen(relative, type == S_IFDIR ? O_DIRECTORY : 0, type,
+                                    makedev(looked.status.stx_dev_major, looked.status.stx_dev_minor),
+                                    looked.status.stx_ino, links);
+    }
+    return looked;
 }
 
 UniqueFd EvidenceRoot::open_regular_file(QByteArrayView relative, Links links) const

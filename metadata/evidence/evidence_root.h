@@ -52,6 +52,17 @@ public:
     // reached beneath the root.
     std::optional<struct statx> look_at(QByteArrayView relative, Links links = Links::InsideRoot) const;
 
+    // An object looked at and, when it is a regular file or a folder, that
+    // very object opened for reading (invalid for anything else).
+    struct LookedObject
+    {
+        struct statx status;
+        UniqueFd opened;
+    };
+    // One look that serves both the object's facts and the reading of its
+    // content or attributes; nullopt when it cannot be reached.
+    std::optional<LookedObject> look_and_open(QByteArrayView relative, Links links = Links::InsideRoot) const;
+
     // A descriptor that names the object itself (O_PATH), for looking at it.
     UniqueFd open_object(QByteArrayView relative, Links links = Links::InsideRoot) const;
 
@@ -88,6 +99,10 @@ private:
     // Opens the object for reading when it is of the wanted type (S_IFREG
     // or S_IFDIR), looked at first so that nothing else is ever opened.
     UniqueFd open_typed(QByteArrayView relative, int flags, mode_t type, Links links) const;
+    // Opens for reading the object already seen to be of type on device
+    // and inode; invalid when what opens is no longer that object.
+    UniqueFd reopen_seen(QByteArrayView relative, int flags, mode_t type, dev_t device, ino_t inode,
+                         Links links) const;
 
     QString volume_root_;
     UniqueFd root_;

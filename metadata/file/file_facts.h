@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <optional>
 
-class EvidenceRoot;
+struct statx;
 
 // What the file system records of one object: the object itself, a
 // symbolic link included, never the file it points to. A fact the file
@@ -24,9 +24,7 @@ struct FileFacts
     std::optional<std::uint32_t> owner_group_id;
 };
 
-// The facts of the object at relative beneath the volume root, or nullopt
-// when it cannot be reached there (it does not exist, or a folder on the
-// way cannot be searched).
-std::optional<FileFacts> read_file_facts(const EvidenceRoot &root, QByteArrayView relative);
+// The facts in what the file system reported of an object.
+FileFacts file_facts_from(const struct statx &status);
 
 #endif // FILE_FACTS_H

@@ -61,6 +61,7 @@ private:
     const QString path;
     const FileFacts facts;
     const ExtendedAttributes attributes;
+    // Reads through the attributes' descriptor, so it goes first.
     const std::unique_ptr<FileContent> content;
     // What the file is: type, kind, Finder information.
     const TypeIdentityItem identity;
@@ -260,18 +261,16 @@ std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path
     const std::optional<QByteArray> relative = root_.relative_path(path);
     if (path.isEmpty() || !relative)
         return nullptr;
-    std::optional<FileFacts> facts = read_file_facts(root_, *relative);
-    if (!facts)
-        return nullptr;
     // Attributes are read from regular files and folders only; a link's row
     // describes the link, and pipes, sockets and devices are never opened.
-    UniqueFd attribute_source;
-    if (facts->is_regular_file)
-        attribute_source = root_.open_regular_file(*relative);
-    else if (facts->is_directory)
-        attribute_source = root_.open_directory(*relative);
-    std::unique_ptr<FileContent> content =
-        content_ && facts->is_regular_file ? content_->content_of(path) : nullptr;
-    return std::make_unique<FileMetadataItem>(*type_identity_, path, std::move(*facts),
+    std::optional<EvidenceRoot::LookedObject> looked = root_.look_and_open(*relative);
+    if (!looked)
+        return nullptr;
+    FileFacts facts = file_facts_from(looked->status);
+    UniqueFd attribute_source = std::move(looked->opened);
+    std::unique_ptr<FileContent> content = content_ && facts.is_regular_file && attribute_source
+        ? content_->content_of(path, attribute_source.get())
+        : nullptr;
+    return std::make_unique<FileMetadataItem>(*type_identity_, path, std::move(facts),
                                               std::move(attribute_source), std::move(content));
 }

@@ -6,15 +6,18 @@
 
 #include <QFileInfo>
 
+#include <unistd.h>
+
+#include <cerrno>
+
 namespace {
 
 // A file's imported values, read on the first key that needs them.
 class ImportedContent : public FileContent
 {
 public:
-    ImportedContent(ContentImportSource &source, QByteArray relative, QString content_type,
-                    const QSet<QString> &keys)
-        : source_(source), relative_(std::move(relative)), content_type_(std::move(content_type)), keys_(keys)
+    ImportedContent(ContentImportSource &source, int file, QString content_type, const QSet<QString> &keys)
+        : source_(source), file_(file), content_type_(std::move(content_type)), keys_(keys)
     {
     }
 
@@ -23,7 +26,7 @@ public:
         if (!keys_.contains(key))
             return MetadataValue::null_value();
         if (!asked_) {
-            values_ = source_.import(relative_, content_type_);
+            values_ = source_.import(file_, content_type_);
             asked_ = true;
         }
         for (const auto &[name, value] : values_) {
@@ -35,22 +38,33 @@ public:
 
 private:
     ContentImportSource &source_;
-    const QByteArray relative_;
+    const int file_;
     const QString content_type_;
     const QSet<QString> &keys_;
     bool asked_ = false;
     ImportedValues values_;
 };
 
+// The first bytes of an open file, for its signature.
+QByteArray read_head(int file)
+{
+    QByteArray head(content_signature_bytes, Qt::Uninitialized);
+    ssize_t got;
+    do
+        got = ::pread(file, head.data(), std::size_t(head.size()), 0);
+    while (got < 0 && errno == EINTR);
+    head.truncate(got > 0 ? qsizetype(got) : 0);
+    return head;
+}
+
 } // namespace
 
-ContentImportSource::ContentImportSource(const QString &volume_root, const QString &importer_executable,
-                                         ImporterLimits limits)
-    : root_(volume_root), importer_(importer_executable, limits)
+ContentImportSource::ContentImportSource(const QString &importer_executable, ImporterLimits limits)
+    : importer_(importer_executable, limits)
 {
 }
 
-std::unique_ptr<FileContentSource> ContentImportSource::beside_worker(const QString &volume_root)
+std::unique_ptr<FileContentSource> ContentImportSource::beside_worker()
 {
     // The worker's own executable, links resolved: the importer is installed
     // and built beside it.
@@ -60,26 +74,22 @@ std::unique_ptr<FileContentSource> ContentImportSource::beside_worker(const QStr
     const QFileInfo importer(QFileInfo(worker).absolutePath() + QStringLiteral("/vantrel-importer"));
     if (!importer.isFile() || !importer.isExecutable())
         return nullptr;
-    return std::make_unique<ContentImportSource>(volume_root, importer.filePath());
+    return std::make_unique<ContentImportSource>(importer.filePath());
 }
 
-std::unique_ptr<FileContent> ContentImportSource::content_of(const QString &path)
+std::unique_ptr<FileContent> ContentImportSource::content_of(const QString &path, int file)
 {
     // A Mac chooses the importer by the name's type alone, as it types files.
     const QString content_type = content_type_identifier(path.mid(path.lastIndexOf(QLatin1Char('/')) + 1));
     const QSet<QString> &keys = importable_keys(content_type);
     if (keys.isEmpty())
         return nullptr;
-    std::optional<QByteArray> relative = root_.relative_path(path);
-    if (!relative)
-        return nullptr;
-    return std::make_unique<ImportedContent>(*this, std::move(*relative), content_type, keys);
+    return std::make_unique<ImportedContent>(*this, file, content_type, keys);
 }
 
-ImportedValues ContentImportSource::import(QByteArrayView relative, const QString &content_type)
+ImportedValues ContentImportSource::import(int file, const QString &content_type)
 {
-    const UniqueFd file = root_.open_regular_file(relative);
-    if (!file || !content_may_match(content_type, EvidenceRoot::read_at(file, 0, content_signature_bytes)))
+    if (!content_may_match(content_type, read_head(file)))
         return {};
-    return importer_.import(file.get(), content_type).value_or(ImportedValues());
+    return importer_.import(file, content_type).value_or(ImportedValues());
 }

@@ -3,34 +3,30 @@
 
 #include "file_content.h"
 #include "importer_process.h"
-#include "evidence/evidence_root.h"
-
-#include <QByteArrayView>
 
 // The content of the volume's files as the isolated importer process reads
 // it. A file is asked about only for a key its content type can give, at
-// most once, and handed over already open through the evidence root: the
-// importer never opens evidence by name.
+// most once, and handed over as the worker opened it beneath the volume
+// root: the importer never opens evidence by name.
 class ContentImportSource : public FileContentSource
 {
 public:
-    ContentImportSource(const QString &volume_root, const QString &importer_executable, ImporterLimits limits = {});
+    explicit ContentImportSource(const QString &importer_executable, ImporterLimits limits = {});
 
     // The source of a worker run: the importer installed beside the running
     // worker; nullptr when there is none.
-    static std::unique_ptr<FileContentSource> beside_worker(const QString &volume_root);
+    static std::unique_ptr<FileContentSource> beside_worker();
 
-    std::unique_ptr<FileContent> content_of(const QString &path) override;
+    std::unique_ptr<FileContent> content_of(const QString &path, int file) override;
 
-    // The values of the file at relative (beneath the volume root) of that
-    // content type; empty when it cannot be opened or the importer failed.
-    ImportedValues import(QByteArrayView relative, const QString &content_type);
+    // The values of the open regular file of that content type; empty when
+    // it cannot be of that type or the importer failed.
+    ImportedValues import(int file, const QString &content_type);
 
     // The process that reads the files, for counting what it was asked.
     const ImporterProcess &importer() const { return importer_; }
 
 private:
-    EvidenceRoot root_;
     ImporterProcess importer_;
 };
 

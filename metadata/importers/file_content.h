@@ -25,9 +25,10 @@ public:
     virtual ~FileContentSource() = default;
 
     // The content of the regular file at path (the volume root directly
-    // followed by its path on the volume); nullptr when its content can give
-    // no key at all. Must outlive what it returns.
-    virtual std::unique_ptr<FileContent> content_of(const QString &path) = 0;
+    // followed by its path on the volume), already open for reading as file,
+    // which stays open as long as what is returned; nullptr when its content
+    // can give no key at all. Must outlive what it returns.
+    virtual std::unique_ptr<FileContent> content_of(const QString &path, int file) = 0;
 };
 
 #endif // FILE_CONTENT_H
