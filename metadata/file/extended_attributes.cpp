@@ -16,8 +16,20 @@ constexpr qsizetype first_read_size = 4096;
 template <typename Call>
 std::optional<QByteArray> read_grown(Call call)
 {
-    QByteArray buffer(first_read_size, Qt::Uninitialized);
+    // Read on the stack and kept at their own size: a page-sized block per
+    // attribute and file would keep the allocator busy merging free blocks.
+    char first[first_read_size];
+    const ssize_t first_read = call(first, sizeof first);
+    if (first_read >= 0)
+        return QByteArray(first, qsizetype(first_read));
+    if (errno != ERANGE)
+        return std::nullopt;
+    QByteArray buffer;
     for (int round = 0; round < 4; ++round) {
+        const ssize_t needed = call(nullptr, 0);
+        if (needed < 0)
+            return std::nullopt;
+        buffer.resize(qsizetype(needed) + 1);
         const ssize_t read = call(buffer.data(), std::size_t(buffer.size()));
         if (read >= 0) {
             buffer.truncate(qsizetype(read));
@@ -25,10 +37,6 @@ std::optional<QByteArray> read_grown(Call call)
         }
         if (errno != ERANGE)
             return std::nullopt;
-        const ssize_t needed = call(nullptr, 0);
-        if (needed < 0)
-            return std::nullopt;
-        buffer.resize(qsizetype(needed) + 1);
     }
     return std::nullopt;
 }

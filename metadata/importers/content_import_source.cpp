@@ -45,18 +45,6 @@ private:
     ImportedValues values_;
 };
 
-// The first bytes of an open file, for its signature.
-QByteArray read_head(int file)
-{
-    QByteArray head(content_signature_bytes, Qt::Uninitialized);
-    ssize_t got;
-    do
-        got = ::pread(file, head.data(), std::size_t(head.size()), 0);
-    while (got < 0 && errno == EINTR);
-    head.truncate(got > 0 ? qsizetype(got) : 0);
-    return head;
-}
-
 } // namespace
 
 ContentImportSource::ContentImportSource(const QString &importer_executable, ImporterLimits limits)
@@ -89,7 +77,12 @@ std::unique_ptr<FileContent> ContentImportSource::content_of(const QString &path
 
 ImportedValues ContentImportSource::import(int file, const QString &content_type)
 {
-    if (!content_may_match(content_type, read_head(file)))
+    char head[content_signature_bytes];
+    ssize_t got;
+    do
+        got = ::pread(file, head, sizeof head, 0);
+    while (got < 0 && errno == EINTR);
+    if (!content_may_match(content_type, QByteArrayView(head, got > 0 ? qsizetype(got) : 0)))
         return {};
     return importer_.import(file, content_type).value_or(ImportedValues());
 }
