@@ -1,5 +1,6 @@
 #include "metadata_value_text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <iterator>
 #if defined(__APPLE__)
@@ -28,17 +29,17 @@ QString metadata_date_text(double seconds_since_1970)
     const int length = snprintf_l(buffer, sizeof buffer, c_numbers, "%f", seconds_since_1970);
     if (length < 0 || std::size_t(length) >= sizeof buffer)
         return QString();
-    const QString text = QString::fromLatin1(buffer, length);
+    const char *end = buffer + length;
 #else
     const std::to_chars_result printed = std::to_chars(std::begin(buffer), std::end(buffer),
                                                        seconds_since_1970,
                                                        std::chars_format::fixed, 6);
     if (printed.ec != std::errc())
         return QString();
-    const QString text = QString::fromLatin1(buffer, int(printed.ptr - buffer));
+    const char *end = printed.ptr;
 #endif
-    const qsizetype point = text.indexOf(QLatin1Char('.'));
-    return point < 0 ? text : text.left(point);
+    const char *point = std::find(static_cast<const char *>(buffer), end, '.');
+    return QString::fromLatin1(buffer, qsizetype(point - buffer));
 }
 
 namespace {
