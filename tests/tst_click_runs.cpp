@@ -5,6 +5,8 @@
 #include <QtTest>
 
 const QStringList keys = {QStringLiteral("kMDItemFSName")};
+const QString report = QStringLiteral("/Users/zo\u00eb/\u62a5\u544a \"draft\".txt"); // in several scripts
+const QString report_name = report.mid(11);
 
 static QList<QVariantList> result_rows(const TestCase &test_case)
 {
@@ -13,8 +15,7 @@ static QList<QVariantList> result_rows(const TestCase &test_case)
 
 static QList<QVariantList> marked_records(const TestCase &test_case)
 {
-    return TestCase::rows(test_case.file_system_db(),
-                          "select INT from files where fs_module_apple_metadata_run_status = '1' order by 1");
+    return TestCase::rows(test_case.file_system_db(), "select INT from files where fs_module_apple_metadata_run_status = '1'");
 }
 
 class tst_click_runs : public QObject
@@ -68,7 +69,7 @@ void tst_click_runs::right_click_progress()
 void tst_click_runs::right_click_rows_and_marks()
 {
     TestCase test_case;
-    const QString report = "/Users/a/report.txt", essential = test_case.case_dir() + "essential.sqlite";
+    const QString essential = test_case.case_dir() + "essential.sqlite";
     test_case.add_file(report);
     TestCase::create_essential_db(essential, {{1, report, "SRC1"}, {2, "/.Trashes/501/old.doc", "SRC1"},
                                               {"", report, "SRC1"}, {QVariant(), report, "SRC1"},
@@ -77,13 +78,12 @@ void tst_click_runs::right_click_rows_and_marks()
     test_case.create_metadata_db(keys);
     QVERIFY(TestCase::exec(test_case.metadata_db(), {"insert into files values ('earlier', 99)"}));
 
-    // Without the essential database nothing is read; with it, each run appends to the earlier rows.
     for (const QString &list : {test_case.case_dir() + "gone.sqlite", essential, essential})
         QCOMPARE(test_case.run("3", list, keys, keys).lines, QStringList());
-    // Empty record numbers and other sources' records are skipped, protected files marked without a row,
-    // a record number that is no whole number gets its row but marks nothing; the host's list is only read.
-    QCOMPARE(result_rows(test_case), (QList<QVariantList>{{99, "earlier"}, {1, "report.txt"}, {"4 OR 1=1", "report.txt"},
-                                                          {1, "report.txt"}, {"4 OR 1=1", "report.txt"}}));
+    // No essential database, nothing read; else each run appends. Empty record numbers and other sources' records
+    // are skipped, protected files marked without a row, "4 OR 1=1" stored but unmarked, the host's list only read.
+    QCOMPARE(result_rows(test_case), (QList<QVariantList>{{99, "earlier"}, {1, report_name}, {"4 OR 1=1", report_name},
+                                                          {1, report_name}, {"4 OR 1=1", report_name}}));
     QCOMPARE(marked_records(test_case), (QList<QVariantList>{{1}, {2}}));
     QCOMPARE(TestCase::record_index_count(test_case.metadata_db()), 1);
     QCOMPARE(TestCase::count_rows(essential), 6);
@@ -95,9 +95,9 @@ void tst_click_runs::left_click_data()
     QTest::addColumn<QList<QVariantList>>("expected_rows");
 
     const QList<QVariantList> earlier = {{99, "earlier"}};
-    QTest::newRow("found record is the only row") << "/Users/a/report.txt" << QList<QVariantList>{{7, "report.txt"}};
+    QTest::newRow("found record is the only row") << report << QList<QVariantList>{{7, report_name}};
     QTest::newRow("unknown path leaves earlier rows") << "/Users/a/other.txt" << earlier;
-    QTest::newRow("path given with the source prefix finds no record") << "{root}/Users/a/report.txt" << earlier;
+    QTest::newRow("path given with the source prefix finds no record") << "{root}" + report << earlier;
     QTest::newRow("duplicate path takes the first record") << "/dup.txt" << QList<QVariantList>{{11, "dup.txt"}};
     QTest::newRow("protected path empties the table") << "/.Trashes/501/old.doc" << QList<QVariantList>();
     QTest::newRow("record without a number is not found") << "/nonumber.txt" << earlier;
@@ -109,9 +109,9 @@ void tst_click_runs::left_click()
     QFETCH(QList<QVariantList>, expected_rows);
 
     TestCase test_case;
-    for (const char *path : {"/Users/a/report.txt", "/dup.txt", "/.Trashes/501/old.doc", "/nonumber.txt"})
+    for (const QString &path : QStringList{report, "/dup.txt", "/.Trashes/501/old.doc", "/nonumber.txt"})
         test_case.add_file(path);
-    test_case.create_file_system_db({{7, "/Users/a/report.txt"}, {11, "/dup.txt"}, {12, "/dup.txt"},
+    test_case.create_file_system_db({{7, report}, {11, "/dup.txt"}, {12, "/dup.txt"},
                                      {13, "/.Trashes/501/old.doc"}, {QVariant(), "/nonumber.txt"}});
     test_case.create_metadata_db(keys);
     QVERIFY(TestCase::exec(test_case.metadata_db(), {"insert into files values ('earlier', 99)"}));
