@@ -1,6 +1,7 @@
 // The case builder as an examiner runs it: the case it lays out, the worker
 // command lines it prints and the mistakes it refuses.
 
+#include "evidence_files.h"
 #include "text_rows.h"
 
 #include <QDir>
@@ -12,13 +13,6 @@
 namespace {
 
 const QString builder = QStringLiteral(VANTREL_CASE_EXECUTABLE), sep = case_conventions::list_separator();
-
-void write_file(const QString &path, const QByteArray &content)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
-}
 
 } // namespace
 
@@ -47,10 +41,8 @@ void tst_case_builder::init()
     work = std::make_unique<QTemporaryDir>();
     tree = work->filePath("examined volume's tree");
     case_dir = work->filePath("case one");
-    write_file(tree + "/docs/report.txt", "quarterly figures\n");
-    write_file(tree + "/docs/a,b.TXT", "x");
-    write_file(tree + "/.DS_Store", "0123");
-    write_file(tree + "/it's here/\u00fcber.pdf", "%PDF");
+    QVERIFY(write_file(tree + "/docs/report.txt", "quarterly figures\n") && write_file(tree + "/docs/a,b.TXT", "x")
+            && write_file(tree + "/.DS_Store", "0123") && write_file(tree + "/it's here/\u00fcber.pdf", "%PDF"));
     QVERIFY(QFile::link("docs", tree + "/link_to_docs") && QFile::link("nowhere", tree + "/dangling"));
 }
 
@@ -97,7 +89,7 @@ void tst_case_builder::builds_a_case_prints_its_runs_and_replaces_it_when_forced
     QCOMPARE(QString::fromUtf8(shell.readAllStandardOutput()), expected);
 
     // A second build replaces the source, and drops its stale right-click list, only when forced.
-    write_file(tree + "/zz_new.txt", "added later");
+    QVERIFY(write_file(tree + "/zz_new.txt", "added later"));
     const TestCase::Result refused = build();
     QVERIFY2(refused.exit_code == 1 && refused.standard_error.contains("already holds source SRC1 ("),
              refused.standard_error.constData());
@@ -112,11 +104,13 @@ void tst_case_builder::refused_requests_data()
     QTest::addColumn<int>("exit_code");
     QTest::addColumn<QString>("message");
 
+    QTest::newRow("no folders") << "" << 2 << "expected a source folder and a case folder";
     QTest::newRow("a tree that does not exist") << "{tree}/missing {case}" << 1 << "does not exist";
     QTest::newRow("a case inside the tree") << "{tree} {tree}/docs/case" << 2 << "lies inside the source tree";
     QTest::newRow("a source name with a slash") << "-s a/b {tree} {case}" << 2 << "cannot name a folder";
     QTest::newRow("a key with a quote") << "-a kMDItem'Kind {tree} {case}" << 2 << "may hold only";
     QTest::newRow("a key named like the record column") << "-a filesystem_record {tree} {case}" << 2 << "would clash";
+    QTest::newRow("an empty key") << "-a kMDItemKind, {tree} {case}" << 2 << "empty attribute key";
     QTest::newRow("a record past the last") << "-e 3,10 {tree} {case}" << 2 << "record 10 is not in the source";
     QTest::newRow("synthetic files into a folder that has files")
         << "--synthetic 5 --write-files {tree} {case}" << 1 << "is not empty; pass --force";
@@ -153,7 +147,9 @@ void tst_case_builder::synthetic_decorated_source()
         QVERIFY2(QFileInfo(source + file[0]).size() == file[1].toLongLong()
                      && QFileInfo(source + file[0]).lastModified().toSecsSinceEpoch() == file[2].toLongLong(),
                  qPrintable(file[0]));
-    QByteArray path = QFile::encodeName(source + files[0][0]), stamp(16, '\0');
+    QByteArray path = QFile::encodeName(source + files[0][0]), stamp(16, '\0'), where_froms(4096, '\0');
+    where_froms.resize(::getxattr(path.constData(), "user.com.apple.metadata:kMDItemWhereFroms", where_froms.data(), 4096));
+    QVERIFY(where_froms.startsWith("bplist00") && where_froms.contains(files[0][0].toUtf8()));
     // The last-used stamp comes a day after the file's modification.
     QCOMPARE(::getxattr(path.constData(), "user.com.apple.lastuseddate#PS", stamp.data(), 16), ssize_t(16));
     QCOMPARE(qFromLittleEndian<qint64>(stamp.constData()), files[0][2].toLongLong() + 86400);
