@@ -13,7 +13,6 @@ class MemoryMetadataStore : public MetadataStore
 {
 public:
     using Attributes = QHash<QString, MetadataValue>;
-
     struct Counts
     {
         int items_made = 0;
@@ -21,42 +20,33 @@ public:
     };
 
     MemoryMetadataStore(QHash<QString, Attributes> files, Counts *counts = nullptr)
-        : files(std::move(files)), counts(counts)
-    {
-    }
+        : files(std::move(files)), counts(counts ? counts : &own_counts) {}
 
     std::unique_ptr<MetadataItem> create_item(const QString &path) override
     {
         const auto file = files.constFind(path);
         if (file == files.constEnd())
             return nullptr;
-        if (counts)
-            ++counts->items_made;
+        ++counts->items_made;
         return std::make_unique<Item>(*file, counts);
     }
 
 private:
-    class Item : public MetadataItem
+    struct Item : MetadataItem
     {
-    public:
-        Item(Attributes attributes, Counts *counts)
-            : attributes(std::move(attributes)), counts(counts)
-        {
-        }
-
+        Item(Attributes attributes, Counts *counts) : attributes(std::move(attributes)), counts(counts) {}
         MetadataValue copy_attribute(const QString &key) override
         {
-            if (counts)
-                ++counts->values_copied;
+            ++counts->values_copied;
             return attributes.value(key);
         }
 
-    private:
         const Attributes attributes;
         Counts *const counts;
     };
 
     const QHash<QString, Attributes> files;
+    Counts own_counts;
     Counts *const counts;
 };
 

@@ -1,8 +1,6 @@
 #include "test_case.h"
 
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -12,11 +10,9 @@
 namespace {
 
 // Each helper call gets a connection of its own, closed before the worker runs.
-class ScopedConnection
+struct ScopedConnection
 {
-public:
-    explicit ScopedConnection(const QString &path)
-        : name(QStringLiteral("test-%1").arg(++counter))
+    explicit ScopedConnection(const QString &path) : name(QStringLiteral("test-%1").arg(++counter))
     {
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
         db.setDatabaseName(path);
@@ -24,90 +20,71 @@ public:
     }
     ~ScopedConnection() { QSqlDatabase::removeDatabase(name); }
     QSqlDatabase db() const { return QSqlDatabase::database(name, false); }
-
-private:
-    static int counter;
+    static inline int counter = 0;
     QString name;
 };
-int ScopedConnection::counter = 0;
 
-} // namespace
-
-TestCase::TestCase(const QString &source_name)
-    : name(source_name)
+// Inserts rows through one prepared statement in one transaction: the host
+// writes its tables far faster than the worker may write its results.
+void insert_rows(const QString &path, const QString &insert, const QList<QVariantList> &rows)
 {
-    QDir(dir.path()).mkpath(QStringLiteral("source"));
-    QDir(dir.path()).mkpath(QStringLiteral("case/") + name);
-}
-
-QString TestCase::source_root() const
-{
-    return external_source_root.isEmpty() ? dir.path() + QStringLiteral("/source") : external_source_root;
-}
-QString TestCase::case_dir() const { return dir.path() + QStringLiteral("/case/"); }
-QString TestCase::database_dir() const { return case_dir() + name + QLatin1Char('/'); }
-
-void TestCase::add_file(const QString &relative_path, const QByteArray &content)
-{
-    const QString path = source_root() + relative_path;
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(path));
-    file.write(content);
-}
-
-void TestCase::create_file_system_db(const QList<QPair<QVariant, QVariant>> &records)
-{
-    const QString path = file_system_db();
-    QVERIFY(exec(path, {QStringLiteral("create table files (INT, filepath TEXT, file_name TEXT, "
-                                       "fs_module_apple_metadata_run_status TEXT DEFAULT '0')")}));
-    QList<QVariantList> rows;
-    for (const auto &record : records)
-        rows.append({record.first, record.second});
-    insert_rows(path, QStringLiteral("insert into files (INT, filepath) values (?, ?)"), rows);
-}
-
-void TestCase::create_metadata_db(const QStringList &columns)
-{
-    QString definition;
-    for (const QString &column : columns)
-        definition += QLatin1Char('"') + QString(column).replace(QLatin1Char('"'), QLatin1String("\"\""))
-            + QLatin1String("\" TEXT, ");
-    QVERIFY(exec(metadata_db(),
-                 {QLatin1String("create table files (") + definition
-                  + QLatin1String("filesystem_record INTEGER)")}));
-}
-
-void TestCase::create_timestamps_db()
-{
-    QVERIFY(exec(timestamps_db(),
-                 {QStringLiteral("create table files (useddates TEXT, usecount TEXT, last_useddate TEXT, "
-                                 "content_creation_date TEXT, content_modification_date TEXT, "
-                                 "date_added TEXT, filesystem_record INTEGER)")}));
-}
-
-void TestCase::create_essential_db(const QString &path, const QList<QVariantList> &rows)
-{
-    QVERIFY(exec(path, {QStringLiteral("create table files (fs_record_no, display_filepath TEXT, "
-                                       "source_count_name TEXT)")}));
-    insert_rows(path, QStringLiteral("insert into files values (?, ?, ?)"), rows);
-}
-
-void TestCase::insert_rows(const QString &path, const QString &insert, const QList<QVariantList> &rows)
-{
-    // One transaction: the host writes its tables far faster than the
-    // worker may write its results.
     ScopedConnection connection(path);
-    QSqlDatabase db = connection.db();
-    db.transaction();
-    QSqlQuery query(db);
+    connection.db().transaction();
+    QSqlQuery query(connection.db());
     query.prepare(insert);
     for (const QVariantList &row : rows) {
         for (int i = 0; i < row.size(); ++i)
             query.bindValue(i, row.at(i));
         QVERIFY2(query.exec(), qPrintable(query.lastError().text()));
     }
-    db.commit();
+    connection.db().commit();
+}
+
+} // namespace
+
+TestCase::TestCase(const QString &source_name) : name(source_name)
+{
+    QDir(dir.path()).mkpath(QStringLiteral("source"));
+    QDir(dir.path()).mkpath(QStringLiteral("case/") + name);
+}
+
+void TestCase::add_file(const QString &relative_path, const QByteArray &content)
+{
+    const QString path = source_root() + relative_path;
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    QVERIFY2(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(), qPrintable(path));
+}
+
+void TestCase::create_file_system_db(const QList<QPair<QVariant, QVariant>> &records)
+{
+    QVERIFY(exec(file_system_db(), {"create table files (INT, filepath TEXT, file_name TEXT, "
+                                    "fs_module_apple_metadata_run_status TEXT DEFAULT '0')"}));
+    QList<QVariantList> rows;
+    for (const auto &record : records)
+        rows.append({record.first, record.second});
+    insert_rows(file_system_db(), "insert into files (INT, filepath) values (?, ?)", rows);
+}
+
+void TestCase::create_metadata_db(const QStringList &columns)
+{
+    QString definition;
+    for (const QString &column : columns)
+        definition += '"' + QString(column).replace('"', "\"\"") + "\" TEXT, ";
+    QVERIFY(exec(metadata_db(), {"create table files (" + definition + "filesystem_record INTEGER)"}));
+}
+
+void TestCase::create_timestamps_db()
+{
+    QVERIFY(exec(timestamps_db(), {"create table files (useddates TEXT, usecount TEXT, last_useddate TEXT, "
+                                   "content_creation_date TEXT, content_modification_date TEXT, "
+                                   "date_added TEXT, filesystem_record INTEGER)"}));
+}
+
+void TestCase::create_essential_db(const QString &path, const QList<QVariantList> &rows)
+{
+    QVERIFY(exec(path, {"create table files (fs_record_no, display_filepath TEXT, source_count_name TEXT)"}));
+    insert_rows(path, "insert into files values (?, ?, ?)", rows);
 }
 
 QString TestCase::joined(const QStringList &items)
@@ -127,21 +104,17 @@ TestCase::Result run_worker(const QStringList &arguments, const QString &worker_
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "XDG_RUNTIME_DIR", "QT_QPA_PLATFORM"})
         environment.remove(QString::fromLatin1(name));
-
     QProcess worker;
     worker.setProcessEnvironment(environment);
     worker.start(worker_executable.isEmpty() ? QStringLiteral(VANTREL_EXECUTABLE) : worker_executable, arguments);
     TestCase::Result result;
-    if (!worker.waitForFinished(120000)) {
-        worker.kill();
-        worker.waitForFinished();
-        return result;
-    }
+    if (!worker.waitForFinished(120000))
+        return result; // the process is killed as it goes out of scope
     result.exit_code = worker.exitCode();
     result.exit_status = worker.exitStatus();
     result.standard_output = worker.readAllStandardOutput();
     result.standard_error = worker.readAllStandardError();
-    result.lines = QString::fromUtf8(result.standard_error).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    result.lines = QString::fromUtf8(result.standard_error).split('\n', Qt::SkipEmptyParts);
     return result;
 }
 
@@ -163,28 +136,12 @@ QList<QVariantList> TestCase::rows(const QString &path, const QString &select)
     QList<QVariantList> result;
     ScopedConnection connection(path);
     QSqlQuery query(connection.db());
-    if (!query.exec(select)) {
+    if (!query.exec(select))
         qWarning() << select << query.lastError().text();
-        return result;
-    }
     while (query.next()) {
-        QVariantList row;
+        result.append(QVariantList());
         for (int i = 0; i < query.record().count(); ++i)
-            row.append(query.value(i));
-        result.append(row);
+            result.last().append(query.value(i));
     }
     return result;
-}
-
-int TestCase::count_rows(const QString &path, const QString &where)
-{
-    const auto result = rows(path, QStringLiteral("select count(*) from files ") + where);
-    return result.isEmpty() ? -1 : result.first().first().toInt();
-}
-
-int TestCase::record_index_count(const QString &path)
-{
-    const auto result = rows(
-        path, QStringLiteral("select count(*) from sqlite_master where type = 'index' and name = 'fs_parent'"));
-    return result.isEmpty() ? -1 : result.first().first().toInt();
 }

@@ -1,7 +1,8 @@
-// The timestamps and full metadata runs over copies of real macOS volumes:
-// the values only the volume's own Spotlight index holds reach the case.
+// The runs over copies of real macOS volumes: the values only the volume's
+// own Spotlight index holds reach the case.
 
-#include "test_case.h"
+#include "evidence_files.h"
+#include "text_rows.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -28,20 +29,6 @@ QStringList snapshot(const QString &root)
     return listed;
 }
 
-// Copies a volume's files, hidden ones and its index included, to target.
-bool copy_volume(const QString &volume, const QString &target)
-{
-    QDirIterator files(volume, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
-                       QDirIterator::Subdirectories);
-    while (files.hasNext()) {
-        const QString path = files.next();
-        const QString copy = target + path.mid(volume.size());
-        if (files.fileInfo().isDir() ? !QDir().mkpath(copy) : !QFile::copy(path, copy))
-            return false;
-    }
-    return true;
-}
-
 } // namespace
 
 class tst_spotlight_volume_runs : public QObject
@@ -49,15 +36,13 @@ class tst_spotlight_volume_runs : public QObject
     Q_OBJECT
 
 private slots:
-    void timestamps_run_data();
-    void timestamps_run();
-    void full_metadata_run_data();
-    void full_metadata_run();
-    void left_click_on_deleted_indexed_file_data();
+    void runs_read_the_volume_index_data();
+    void runs_read_the_volume_index();
+    void left_click_on_deleted_indexed_file_data() { runs_read_the_volume_index_data(); }
     void left_click_on_deleted_indexed_file();
 };
 
-void tst_spotlight_volume_runs::timestamps_run_data()
+void tst_spotlight_volume_runs::runs_read_the_volume_index_data()
 {
     QTest::addColumn<QString>("volume");
     QTest::addColumn<QString>("indexed_date");
@@ -66,36 +51,7 @@ void tst_spotlight_volume_runs::timestamps_run_data()
     QTest::newRow("volume indexed by macOS 12, strings in maps") << "macos-12" << indexed_12;
 }
 
-void tst_spotlight_volume_runs::timestamps_run()
-{
-    QFETCH(QString, volume);
-    QFETCH(QString, indexed_date);
-
-    TestCase test_case;
-    test_case.set_source_root(fixtures + volume);
-    test_case.create_file_system_db({{1, "/LICENSE"}, {2, "/not-in-volume.txt"}});
-    test_case.create_timestamps_db();
-
-    QCOMPARE(test_case.run("1").lines, QStringList());
-    const auto rows = TestCase::rows(test_case.timestamps_db(),
-                                     "select content_creation_date, content_modification_date, date_added, "
-                                     "useddates, filesystem_record from files order by rowid");
-    QCOMPARE(rows.size(), 2);
-    QCOMPARE(rows[0][0].toString(), indexed_date);
-    QCOMPARE(rows[0][1].toString(), indexed_date);
-    QCOMPARE(rows[0][2].toString(), indexed_date);
-    QVERIFY(rows[0][3].isNull());
-    // A file the volume does not hold has no item at all: empty texts.
-    QCOMPARE(rows[1][2].toString(), QString());
-    QVERIFY(!rows[1][2].isNull());
-}
-
-void tst_spotlight_volume_runs::full_metadata_run_data()
-{
-    timestamps_run_data();
-}
-
-void tst_spotlight_volume_runs::full_metadata_run()
+void tst_spotlight_volume_runs::runs_read_the_volume_index()
 {
     QFETCH(QString, volume);
     QFETCH(QString, indexed_date);
@@ -104,26 +60,22 @@ void tst_spotlight_volume_runs::full_metadata_run()
                               "kMDItemFSSize", "kMDItemContentTypeTree"};
     TestCase test_case;
     test_case.set_source_root(fixtures + volume);
-    test_case.create_file_system_db({{1, "/LICENSE"}});
+    test_case.create_file_system_db({{1, "/LICENSE"}, {2, "/not-in-volume.txt"}});
+    test_case.create_timestamps_db();
     test_case.create_metadata_db(keys);
-
     const QStringList volume_files = snapshot(fixtures + volume);
 
+    QCOMPARE(test_case.run("1").lines, QStringList());
     QCOMPARE(test_case.run("2", QString(), keys, keys).lines, QStringList());
-    const auto rows = TestCase::rows(test_case.metadata_db(),
-                                     "select kMDItemContentType, kMDItemKind, kMDItemDateAdded, kMDItemFSName, "
-                                     "kMDItemFSSize, kMDItemContentTypeTree from files");
-    QCOMPARE(rows.size(), 1);
-    const QVariantList expected = {"public.data", "Document", indexed_date, "LICENSE", "18652",
-                                   "public.data;public.item"};
-    QCOMPARE(rows[0], expected);
+    // A file the volume does not hold has no item at all: empty texts, not NULLs.
+    QCOMPARE(text_rows(test_case.timestamps_db(), "select content_creation_date, content_modification_date, "
+                                                  "date_added, useddates from files order by rowid"),
+             (QList<QStringList>{{indexed_date, indexed_date, indexed_date, "NULL"}, {"", "", "", ""}}));
+    QCOMPARE(text_rows(test_case.metadata_db(), "select " + keys.join(',') + " from files order by rowid"),
+             (QList<QStringList>{{"public.data", "Document", indexed_date, "LICENSE", "18652",
+                                  "public.data;public.item"}, {"", "", "", "", "", ""}}));
     // The index is only read: nothing is written beside it.
     QCOMPARE(snapshot(fixtures + volume), volume_files);
-}
-
-void tst_spotlight_volume_runs::left_click_on_deleted_indexed_file_data()
-{
-    timestamps_run_data();
 }
 
 void tst_spotlight_volume_runs::left_click_on_deleted_indexed_file()
@@ -133,26 +85,21 @@ void tst_spotlight_volume_runs::left_click_on_deleted_indexed_file()
 
     const QStringList keys = {"kMDItemContentType", "kMDItemKind", "kMDItemDateAdded", "kMDItemFSName"};
     QTemporaryDir copy;
-    QVERIFY(copy_volume(fixtures + volume, copy.path()));
+    QVERIFY(copy_tree(fixtures + volume, copy.path()));
     TestCase test_case;
     test_case.set_source_root(copy.path());
     test_case.create_file_system_db({{1, "/LICENSE"}});
     test_case.create_metadata_db(keys);
-    const QString select = "select kMDItemContentType, kMDItemKind, kMDItemDateAdded, kMDItemFSName, "
-                           "filesystem_record from files";
+    const QString select = "select " + keys.join(',') + ", filesystem_record from files";
 
     // The copy's index is read: the file has its indexed values.
     QCOMPARE(test_case.run("4", "/LICENSE", keys, keys).lines, QStringList());
-    QCOMPARE(TestCase::rows(test_case.database("apple_metadata.sqlite"), select),
-             (QList<QVariantList>{{"public.data", "Document", indexed_date, "LICENSE", 1}}));
-
+    QCOMPARE(text_rows(test_case.metadata_db(), select),
+             (QList<QStringList>{{"public.data", "Document", indexed_date, "LICENSE", "1"}}));
     // Deleted since the volume was indexed: no item, so empty texts, not NULLs.
     QVERIFY(QFile::remove(copy.path() + "/LICENSE"));
     QCOMPARE(test_case.run("4", "/LICENSE", keys, keys).lines, QStringList());
-    const auto rows = TestCase::rows(test_case.database("apple_metadata.sqlite"), select);
-    QCOMPARE(rows, (QList<QVariantList>{{"", "", "", "", 1}}));
-    for (int column = 0; column < keys.size(); ++column)
-        QVERIFY2(!rows[0][column].isNull(), qPrintable(keys[column] + " is NULL"));
+    QCOMPARE(text_rows(test_case.metadata_db(), select), (QList<QStringList>{{"", "", "", "", "1"}}));
 }
 
 QTEST_GUILESS_MAIN(tst_spotlight_volume_runs)
