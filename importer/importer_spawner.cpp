@@ -59,15 +59,13 @@ int thread_count()
     ::_exit(run_importer_loop(import_protocol::importer_channel_fd, importers));
 }
 
-// Kills importer and its group, then reaps it. Its pid stays reserved
-// until this reaps it, so the signals cannot reach a process that has
-// taken the number over.
-void end_importer(pid_t importer)
+// Reaps whichever of ended have finished dying, without waiting for the
+// others: an importer's teardown then overlaps the next one's start.
+void reap_finished(std::vector<pid_t> &ended)
 {
-    ::kill(-importer, SIGKILL);
-    ::kill(importer, SIGKILL);
-    while (::waitpid(importer, nullptr, 0) < 0 && errno == EINTR) {
-    }
+    ended.erase(std::remove_if(ended.begin(), ended.end(),
+                               [](pid_t importer) { return ::waitpid(importer, nullptr, WNOHANG) != 0; }),
+                ended.end());
 }
 
 } // namespace
@@ -77,7 +75,7 @@ int run_importer_spawner(int control, ContentImportersMaker make_importers)
     // A hijacked importer runs as the same user: it must not be able to
     // attach to the spawner and take over the process that forks the next ones.
     ::prctl(PR_SET_DUMPABLE, 0);
-    // Importers are reaped only when the worker asks (see end_importer).
+    // Importers are reaped only after the worker asked to end them.
     ::signal(SIGCHLD, SIG_DFL);
     // A fork copies only the forking thread: a lock another thread held
     // would stay held forever in every importer.
@@ -85,8 +83,13 @@ int run_importer_spawner(int control, ContentImportersMaker make_importers)
         return exit_threaded;
 
     const pid_t self = ::getpid();
-    std::vector<pid_t> importers;
+    // Importers forked and not yet ended, and those killed but not reaped.
+    // Only these are ever signalled; their pids stay reserved until this
+    // process reaps them, so no signal can reach a process that has taken
+    // a number over.
+    std::vector<pid_t> importers, ended;
     for (;;) {
+        reap_finished(ended);
         std::optional<descriptor_channel::Received> request =
             descriptor_channel::receive_with_descriptor(control, spawn_protocol::request_size);
         if (!request)
@@ -107,8 +110,10 @@ int run_importer_spawner(int control, ContentImportersMaker make_importers)
             // Only a process this spawner forked and has not yet reaped.
             const auto known = std::find(importers.begin(), importers.end(), asked->importer);
             if (known != importers.end()) {
-                end_importer(*known);
+                ::kill(-*known, SIGKILL);
+                ::kill(*known, SIGKILL);
                 answer = *known;
+                ended.push_back(*known);
                 importers.erase(known);
             }
         }
