@@ -7,5 +7,6 @@
 
 int main()
 {
+    load_content_libraries();
     return run_importer_spawner(spawn_protocol::control_fd, all_content_importers);
 }
