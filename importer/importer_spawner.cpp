@@ -59,6 +59,13 @@ int thread_count()
     ::_exit(run_importer_loop(import_protocol::importer_channel_fd, importers));
 }
 
+// Kills importer and whatever it started in its group.
+void kill_importer(pid_t importer)
+{
+    ::kill(-importer, SIGKILL);
+    ::kill(importer, SIGKILL);
+}
+
 // Reaps whichever of ended have finished dying, without waiting for the
 // others: an importer's teardown then overlaps the next one's start.
 void reap_finished(std::vector<pid_t> &ended)
@@ -92,8 +99,17 @@ int run_importer_spawner(int control, ContentImportersMaker make_importers)
         reap_finished(ended);
         std::optional<descriptor_channel::Received> request =
             descriptor_channel::receive_with_descriptor(control, spawn_protocol::request_size);
-        if (!request)
+        if (!request) {
+            // The worker is done: every importer is ended and reaped here,
+            // leaving no orphan behind.
+            std::for_each(importers.begin(), importers.end(), kill_importer);
+            ended.insert(ended.end(), importers.begin(), importers.end());
+            for (const pid_t importer : ended) {
+                while (::waitpid(importer, nullptr, 0) < 0 && errno == EINTR) {
+                }
+            }
             return 0;
+        }
         const std::optional<spawn_protocol::Request> asked = spawn_protocol::decode_request(request->bytes);
         if (!asked)
             return 1;
@@ -110,8 +126,7 @@ int run_importer_spawner(int control, ContentImportersMaker make_importers)
             // Only a process this spawner forked and has not yet reaped.
             const auto known = std::find(importers.begin(), importers.end(), asked->importer);
             if (known != importers.end()) {
-                ::kill(-*known, SIGKILL);
-                ::kill(*known, SIGKILL);
+                kill_importer(*known);
                 answer = *known;
                 ended.push_back(*known);
                 importers.erase(known);

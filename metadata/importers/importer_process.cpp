@@ -92,7 +92,15 @@ ImporterProcess::ImporterProcess(QString executable, ImporterLimits limits)
 
 ImporterProcess::~ImporterProcess()
 {
-    stop();
+    channel_.reset();
+    // An orderly end: at the end of its control stream the spawner kills
+    // and reaps its importers, then exits, leaving no orphan for others to
+    // reap. One that does not in time is killed.
+    if (spawner_ > 0 && ::shutdown(control_.get(), SHUT_WR) == 0) {
+        char ignored = 0;
+        descriptor_channel::read_exactly(control_.get(), &ignored, 1,
+                                         std::chrono::steady_clock::now() + limits_.time_per_file);
+    }
     stop_spawner();
 }
 
