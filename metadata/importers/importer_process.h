@@ -12,9 +12,10 @@
 #include <cstdint>
 #include <optional>
 
-// What one importer process may spend. The time limit is what a file can
-// cost the run at most; the others stop a runaway decoder before it hurts
-// the examiner's machine.
+// What one importer process may spend. The time limit bounds every wait:
+// for a file's values, and for the spawner to start or end an importer
+// (which a healthy one does in milliseconds); the others stop a runaway
+// decoder before it hurts the examiner's machine.
 struct ImporterLimits
 {
     std::chrono::milliseconds time_per_file{2000};
