@@ -1,12 +1,12 @@
-// The isolated importer process: the worker starts it and talks to it over
-// the socket it leaves at a fixed descriptor.
+// The isolated importer process: the worker starts it once as the spawner
+// of importers, over the control socket it leaves at a fixed descriptor.
 
 #include "content_importers.h"
-#include "importer_loop.h"
-#include "importers/import_protocol.h"
+#include "importer_spawner.h"
+#include "importers/spawn_protocol.h"
 
 int main()
 {
-    const ContentImporters importers = all_content_importers();
-    return run_importer_loop(import_protocol::importer_channel_fd, importers);
+    load_content_libraries();
+    return run_importer_spawner(spawn_protocol::control_fd, all_content_importers);
 }

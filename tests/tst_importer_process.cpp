@@ -79,6 +79,35 @@ int zombie_children()
     return zombies;
 }
 
+// Whether pid names a process that has not died (stopped or asleep counts).
+bool alive(pid_t pid)
+{
+    QFile status(QStringLiteral("/proc/%1/stat").arg(pid));
+    return status.open(QIODevice::ReadOnly) && !status.readAll().split(')').value(1).trimmed().startsWith('Z');
+}
+
+// The children of parent that have not died.
+QList<pid_t> living_children(pid_t parent)
+{
+    QList<pid_t> living;
+    QFile list(QStringLiteral("/proc/%1/task/%1/children").arg(parent));
+    if (list.open(QIODevice::ReadOnly)) {
+        for (const QByteArray &child : list.readAll().split(' ')) {
+            if (child.toInt() > 0 && alive(child.toInt()))
+                living.append(child.toInt());
+        }
+    }
+    return living;
+}
+
+// The spawner and the importers it forked, all living; empty unless there
+// is exactly one spawner.
+QList<pid_t> importer_processes()
+{
+    const QList<pid_t> spawners = living_children(::getpid());
+    return spawners.size() == 1 ? spawners + living_children(spawners[0]) : QList<pid_t>();
+}
+
 } // namespace
 
 class tst_importer_process : public QObject
@@ -107,6 +136,9 @@ void tst_importer_process::failing_file_costs_only_its_own_values_data()
     QTest::newRow("address space exhausted") << QByteArray("memory");
     // The forged answer names no request sent; the true one comes too late for its file.
     QTest::newRow("answer to a request never sent") << QByteArray("forge\nkMDItemTitle=own");
+    // A hijacked importer can signal the spawner, which runs as the same user.
+    QTest::newRow("spawner killed by its importer") << QByteArray("kill-spawner");
+    QTest::newRow("spawner stopped by its importer") << QByteArray("stop-spawner");
 }
 
 void tst_importer_process::failing_file_costs_only_its_own_values()
@@ -114,16 +146,29 @@ void tst_importer_process::failing_file_costs_only_its_own_values()
     QFETCH(QByteArray, hostile);
 
     Files files;
-    ImporterProcess importer(VANTREL_TEST_IMPORTER, test_limits());
-    QCOMPARE(value_of(import(importer, files, "kMDItemTitle=before"), "kMDItemTitle"),
-             MetadataValue::from_text("before"));
+    QList<pid_t> started;
+    {
+        ImporterProcess importer(VANTREL_TEST_IMPORTER, test_limits());
+        QCOMPARE(value_of(import(importer, files, "kMDItemTitle=before"), "kMDItemTitle"),
+                 MetadataValue::from_text("before"));
+        started = importer_processes();
+        QCOMPARE(started.size(), 2);
 
-    QVERIFY(!import(importer, files, hostile));
+        QVERIFY(!import(importer, files, hostile));
+        QCOMPARE(zombie_children(), 0);
+        // Killed by its spawner, or with it.
+        QTRY_VERIFY_WITH_TIMEOUT(!alive(started[1]), 2000);
+
+        QCOMPARE(value_of(import(importer, files, "kMDItemTitle=after"), "kMDItemTitle"),
+                 MetadataValue::from_text("after"));
+        QCOMPARE(importer.starts(), 2);
+        const QList<pid_t> now = importer_processes();
+        QCOMPARE(now.size(), 2);
+        started += now;
+    }
+    // Nothing started for the worker outlives it.
+    QTRY_VERIFY_WITH_TIMEOUT(std::none_of(started.begin(), started.end(), alive), 2000);
     QCOMPARE(zombie_children(), 0);
-
-    QCOMPARE(value_of(import(importer, files, "kMDItemTitle=after"), "kMDItemTitle"),
-             MetadataValue::from_text("after"));
-    QCOMPARE(importer.starts(), 2);
 }
 
 void tst_importer_process::limits_and_descriptors_of_the_process()
@@ -140,6 +185,8 @@ void tst_importer_process::limits_and_descriptors_of_the_process()
     QCOMPARE(value_of(values, "kMDItemPixelWidth"), MetadataValue::from_number(double(quint64(512) << 20)));
     QCOMPARE(value_of(values, "kMDItemPixelHeight"), MetadataValue::from_number(0));
     QCOMPARE(value_of(values, "kMDItemNumberOfPages"), MetadataValue::from_number(0));
+    // Nor can another importer attach to it, or to the spawner it came from.
+    QCOMPARE(value_of(values, "kMDItemDurationSeconds"), MetadataValue::from_number(0));
 }
 
 void tst_importer_process::sparse_video_read_whole_or_stopped()

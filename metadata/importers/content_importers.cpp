@@ -6,6 +6,8 @@
 #include "pdf_importer.h"
 #include "video_importer.h"
 
+#include <QImageReader>
+
 std::vector<std::unique_ptr<ContentImporter>> all_content_importers()
 {
     std::vector<std::unique_ptr<ContentImporter>> importers;
@@ -15,4 +17,10 @@ std::vector<std::unique_ptr<ContentImporter>> all_content_importers()
     importers.push_back(std::make_unique<VideoImporter>());
     importers.push_back(std::make_unique<OfficeImporter>());
     return importers;
+}
+
+void load_content_libraries()
+{
+    // Asking what each plugin reads loads it; no image is looked at.
+    QImageReader::supportedImageFormats();
 }

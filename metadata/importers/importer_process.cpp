@@ -2,6 +2,7 @@
 
 #include "descriptor_channel.h"
 #include "import_protocol.h"
+#include "spawn_protocol.h"
 
 #include <QFile>
 
@@ -15,6 +16,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 extern char **environ;
 
@@ -31,12 +33,14 @@ UniqueFd moved_above_standard(UniqueFd fd)
     return UniqueFd(::fcntl(fd.get(), F_DUPFD_CLOEXEC, first_spare_fd));
 }
 
-// In the child, between fork and exec: only async-signal-safe calls.
-[[noreturn]] void become_importer(const char *program, char *const argv[], int channel, int null_device,
-                                  pid_t worker, const ImporterLimits &limits)
+// In the child, between fork and exec: only async-signal-safe calls. The
+// limits set here hold for every importer the spawner forks.
+[[noreturn]] void become_spawner(const char *program, char *const argv[], int control, int null_device,
+                                 pid_t worker, const ImporterLimits &limits)
 {
-    // The importer must not outlive the worker, even when the worker is
-    // killed; and if the worker is already gone, it must not start at all.
+    // The spawner, and so its importers, must not outlive the worker, even
+    // when the worker is killed; and if the worker is already gone, it must
+    // not start at all.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (::getppid() != worker)
         ::_exit(127);
@@ -54,11 +58,11 @@ UniqueFd moved_above_standard(UniqueFd fd)
     // host reads.
     if (::dup2(null_device, STDIN_FILENO) < 0 || ::dup2(null_device, STDOUT_FILENO) < 0
         || ::dup2(null_device, STDERR_FILENO) < 0
-        || ::dup2(channel, import_protocol::importer_channel_fd) < 0)
+        || ::dup2(control, spawn_protocol::control_fd) < 0)
         ::_exit(127);
     // Nothing else of the worker (case databases, evidence) reaches it.
-    if (::close_range(import_protocol::importer_channel_fd + 1, ~0U, 0) != 0) {
-        for (int fd = import_protocol::importer_channel_fd + 1; fd < 65536; ++fd)
+    if (::close_range(spawn_protocol::control_fd + 1, ~0U, 0) != 0) {
+        for (int fd = spawn_protocol::control_fd + 1; fd < 65536; ++fd)
             ::close(fd);
     }
 
@@ -71,6 +75,14 @@ UniqueFd moved_above_standard(UniqueFd fd)
     ::_exit(127);
 }
 
+// Whether nothing waits on socket: bytes nobody asked for would be read as
+// the next answer, and a hang-up is a peer that died in between.
+bool quiet(int socket)
+{
+    pollfd state = {socket, POLLIN, 0};
+    return ::poll(&state, 1, 0) == 0;
+}
+
 } // namespace
 
 ImporterProcess::ImporterProcess(QString executable, ImporterLimits limits)
@@ -80,18 +92,27 @@ ImporterProcess::ImporterProcess(QString executable, ImporterLimits limits)
 
 ImporterProcess::~ImporterProcess()
 {
-    stop();
+    channel_.reset();
+    // An orderly end: at the end of its control stream the spawner kills
+    // and reaps its importers, then exits, leaving no orphan for others to
+    // reap. One that does not in time is killed.
+    if (spawner_ > 0 && ::shutdown(control_.get(), SHUT_WR) == 0) {
+        char ignored = 0;
+        descriptor_channel::read_exactly(control_.get(), &ignored, 1,
+                                         std::chrono::steady_clock::now() + limits_.time_per_file);
+    }
+    stop_spawner();
 }
 
-bool ImporterProcess::start()
+bool ImporterProcess::start_spawner()
 {
     int ends[2];
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
         return false;
     UniqueFd worker_end(ends[0]);
-    const UniqueFd importer_end = moved_above_standard(UniqueFd(ends[1]));
+    const UniqueFd spawner_end = moved_above_standard(UniqueFd(ends[1]));
     const UniqueFd null_device = moved_above_standard(UniqueFd(::open("/dev/null", O_RDWR | O_CLOEXEC)));
-    if (!importer_end || !null_device)
+    if (!spawner_end || !null_device)
         return false;
 
     // Everything the child needs is made before fork: after it, only
@@ -104,11 +125,63 @@ bool ImporterProcess::start()
     if (pid < 0)
         return false;
     if (pid == 0)
-        become_importer(program.constData(), argv, importer_end.get(), null_device.get(), worker, limits_);
+        become_spawner(program.constData(), argv, spawner_end.get(), null_device.get(), worker, limits_);
 
     // Also from this side, so that the group exists whichever runs first.
     ::setpgid(pid, pid);
-    pid_ = pid;
+    spawner_ = pid;
+    control_ = std::move(worker_end);
+    return true;
+}
+
+void ImporterProcess::stop_spawner()
+{
+    // Its importers die with it (their parent-death signal); they are no
+    // longer this worker's to name.
+    pid_ = -1;
+    channel_.reset();
+    if (spawner_ > 0) {
+        ::kill(-spawner_, SIGKILL);
+        ::kill(spawner_, SIGKILL);
+        while (::waitpid(spawner_, nullptr, 0) < 0 && errno == EINTR) {
+        }
+    }
+    spawner_ = -1;
+    control_.reset();
+}
+
+std::optional<pid_t> ImporterProcess::ask_spawner(const QByteArray &request, int passed)
+{
+    using descriptor_channel::ReadOutcome;
+    if (spawner_ < 0 || !quiet(control_.get()) || !descriptor_channel::send(control_.get(), request, passed))
+        return std::nullopt;
+    // A spawner just started loads its libraries before it answers.
+    const auto deadline = std::chrono::steady_clock::now() + limits_.time_per_file;
+    char answer[spawn_protocol::answer_size];
+    if (descriptor_channel::read_exactly(control_.get(), answer, sizeof answer, deadline) != ReadOutcome::Complete)
+        return std::nullopt;
+    return spawn_protocol::decode_answer(QByteArrayView(answer, sizeof answer));
+}
+
+bool ImporterProcess::start()
+{
+    if (spawner_ < 0 && !start_spawner())
+        return false;
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+        return false;
+    UniqueFd worker_end(ends[0]);
+    UniqueFd importer_end(ends[1]);
+    const std::optional<pid_t> importer =
+        ask_spawner(spawn_protocol::encode_request(spawn_protocol::Kind::Spawn), importer_end.get());
+    if (!importer || *importer == spawner_) {
+        stop_spawner();
+        return false;
+    }
+    // Only the importer may hold the other end, so that its death ends
+    // the stream.
+    importer_end.reset();
+    pid_ = *importer;
     channel_ = std::move(worker_end);
     files_served_ = 0;
     ++starts_;
@@ -117,14 +190,19 @@ bool ImporterProcess::start()
 
 void ImporterProcess::stop()
 {
-    if (pid_ > 0) {
-        ::kill(-pid_, SIGKILL);
-        ::kill(pid_, SIGKILL);
-        while (::waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
-        }
-    }
-    pid_ = -1;
     channel_.reset();
+    if (pid_ <= 0)
+        return;
+    // The importer is the spawner's child, not this worker's: the worker
+    // cannot wait for it, and once reaped its pid may name a stranger. So
+    // the spawner, which reaps an importer only when asked to end it, is
+    // the one to signal it and its group; until then even a dead importer
+    // holds its pid. The worker signals only the spawner, its own child;
+    // a spawner that does not answer in time is killed, and its importers
+    // die with it.
+    const pid_t importer = std::exchange(pid_, -1);
+    if (ask_spawner(spawn_protocol::encode_request(spawn_protocol::Kind::End, importer)) != importer)
+        stop_spawner();
 }
 
 std::optional<ImportedValues> ImporterProcess::import(int file, const QString &content_type)
@@ -135,7 +213,7 @@ std::optional<ImportedValues> ImporterProcess::import(int file, const QString &c
         return std::nullopt;
 
     ++requests_;
-    if (pid_ < 0 || files_served_ >= limits_.files_per_process || !idle()) {
+    if (pid_ < 0 || files_served_ >= limits_.files_per_process || !quiet(channel_.get())) {
         stop();
         if (!start())
             return std::nullopt;
@@ -152,14 +230,6 @@ std::optional<ImportedValues> ImporterProcess::import(int file, const QString &c
     }
     ++files_served_;
     return values;
-}
-
-bool ImporterProcess::idle() const
-{
-    // Bytes nobody asked for would be read as the next file's answer; a
-    // hang-up is an importer that died between files.
-    pollfd state = {channel_.get(), POLLIN, 0};
-    return ::poll(&state, 1, 0) == 0;
 }
 
 std::optional<ImportedValues> ImporterProcess::read_answer(std::uint32_t sequence)

@@ -12,9 +12,10 @@
 #include <cstdint>
 #include <optional>
 
-// What one importer process may spend. The time limit is what a file can
-// cost the run at most; the others stop a runaway decoder before it hurts
-// the examiner's machine.
+// What one importer process may spend. The time limit bounds every wait:
+// for a file's values, and for the spawner to start or end an importer
+// (which a healthy one does in milliseconds); the others stop a runaway
+// decoder before it hurts the examiner's machine.
 struct ImporterLimits
 {
     std::chrono::milliseconds time_per_file{2000};
@@ -25,9 +26,10 @@ struct ImporterLimits
     int files_per_process = 128;
 };
 
-// The isolated importer process, seen from the worker: started on first
-// need, handed one open file at a time, and replaced whenever it fails.
-// It dies with the worker and never outlives this object.
+// The isolated importer processes, seen from the worker: a spawner started
+// on first need forks each importer, which is handed one open file at a
+// time and replaced whenever it fails. They die with the worker and never
+// outlive this object.
 class ImporterProcess
 {
 public:
@@ -42,22 +44,29 @@ public:
     // then killed and reaped, and the next call starts a fresh one.
     std::optional<ImportedValues> import(int file, const QString &content_type);
 
-    // How many processes were started so far.
+    // How many importers were started so far.
     int starts() const { return starts_; }
     // How many files were handed over so far.
     int requests() const { return requests_; }
 
 private:
+    // Starts a fresh importer, and the spawner first when there is none.
     bool start();
-    // Kills and reaps the running process, if any.
+    // Kills and reaps the running importer, if any.
     void stop();
-    // Whether the running process waits quietly for a request.
-    bool idle() const;
+    bool start_spawner();
+    // Kills and reaps the spawner, and with it any importer.
+    void stop_spawner();
+    // The spawner's answer to request (sent with passed, when >= 0), within
+    // the time limit; nullopt when it failed to give one.
+    std::optional<pid_t> ask_spawner(const QByteArray &request, int passed = -1);
     // The answer to request sequence, just sent, within the time limit.
     std::optional<ImportedValues> read_answer(std::uint32_t sequence);
 
     const QString executable_;
     const ImporterLimits limits_;
+    pid_t spawner_ = -1;
+    UniqueFd control_;
     pid_t pid_ = -1;
     UniqueFd channel_;
     int files_served_ = 0;

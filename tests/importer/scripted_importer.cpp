@@ -8,16 +8,20 @@
 //   garbage / lie        answers an oversized length, or a malformed body
 //   memory               allocates until the address space runs out
 //   forge                sends a second answer nobody asked for
+//   kill-spawner         kills the spawner that forked it (and so itself)
+//   stop-spawner         stops the spawner that forked it, then never answers
 //   read-all             reads the whole file, then gives its size
 //   chatter              prints on its standard streams before answering
-//   limits               gives its own limits and foreign descriptors
+//   limits               gives its own limits, foreign descriptors and
+//                        whether it can be attached to
 //   served               gives how many files this process has read
 
-#include "importer_loop.h"
+#include "importer_spawner.h"
 #include "importers/import_protocol.h"
-
+#include "importers/spawn_protocol.h"
 
 #include <dirent.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -91,6 +95,12 @@ public:
                 const QByteArray forged = import_protocol::encode_answer(
                     0, {{"kMDItemTitle", MetadataValue::from_text(QStringLiteral("forged"))}});
                 ::write(import_protocol::importer_channel_fd, forged.constData(), std::size_t(forged.size()));
+            } else if (line == "kill-spawner") {
+                ::kill(::getppid(), SIGKILL);
+                ::pause();
+            } else if (line == "stop-spawner") {
+                ::kill(::getppid(), SIGSTOP);
+                ::pause();
             } else if (line == "memory") {
                 // Each block is written to, so that none can be optimised away.
                 std::vector<char *> blocks;
@@ -116,6 +126,7 @@ public:
                 values.emplace_back("kMDItemPixelWidth", MetadataValue::from_number(double(address_space.rlim_max)));
                 values.emplace_back("kMDItemPixelHeight", MetadataValue::from_number(double(core.rlim_max)));
                 values.emplace_back("kMDItemNumberOfPages", MetadataValue::from_number(foreign_descriptors(file)));
+                values.emplace_back("kMDItemDurationSeconds", MetadataValue::from_number(::prctl(PR_GET_DUMPABLE)));
             } else if (line == "served") {
                 values.emplace_back("kMDItemNumberOfPages", MetadataValue::from_number(served));
             } else if (const int at = line.indexOf('='); at > 0) {
@@ -142,7 +153,9 @@ private:
 
 int main()
 {
-    ContentImporters importers;
-    importers.push_back(std::make_unique<ScriptedImporter>());
-    return run_importer_loop(import_protocol::importer_channel_fd, importers);
+    return run_importer_spawner(spawn_protocol::control_fd, [] {
+        ContentImporters importers;
+        importers.push_back(std::make_unique<ScriptedImporter>());
+        return importers;
+    });
 }
