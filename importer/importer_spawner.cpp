@@ -16,8 +16,6 @@
 
 namespace {
 
-constexpr int exit_threaded = 4;
-
 // Threads of this process; 0 when that cannot be told.
 int thread_count()
 {
@@ -34,7 +32,10 @@ int thread_count()
 }
 
 // In a fresh child of the spawner: becomes an importer serving channel.
-[[noreturn]] void serve_as_importer(int channel, pid_t spawner, ContentImportersMaker make_importers)
+// A child of a threaded spawner may hold a lock copied from a thread it
+// no longer has: it starts the importer afresh instead.
+[[noreturn]] void serve_as_importer(int channel, pid_t spawner, ContentImportersMaker make_importers,
+                                    bool threaded)
 {
     // It dies with the spawner, which dies with the worker; a spawner
     // already gone must not leave it running.
@@ -51,6 +52,12 @@ int thread_count()
     if (::close_range(import_protocol::importer_channel_fd + 1, ~0U, 0) != 0) {
         for (int fd = import_protocol::importer_channel_fd + 1; fd < 65536; ++fd)
             ::close(fd);
+    }
+    if (threaded) {
+        char *const argv[] = {const_cast<char *>("vantrel-importer"), const_cast<char *>(importer_only_argument),
+                              nullptr};
+        ::execv("/proc/self/exe", argv);
+        ::_exit(127);
     }
     // Its limits are the spawner's, which the worker set; the processor
     // time counts from this fork on.
@@ -85,9 +92,9 @@ int run_importer_spawner(int control, ContentImportersMaker make_importers)
     // Importers are reaped only after the worker asked to end them.
     ::signal(SIGCHLD, SIG_DFL);
     // A fork copies only the forking thread: a lock another thread held
-    // would stay held forever in every importer.
-    if (thread_count() > 1)
-        return exit_threaded;
+    // would stay held forever in every importer. Should a library ever
+    // start a thread, importers cost an exec again rather than nothing.
+    const bool threaded = thread_count() > 1;
 
     const pid_t self = ::getpid();
     // Importers forked and not yet ended, and those killed but not reaped.
@@ -117,7 +124,7 @@ int run_importer_spawner(int control, ContentImportersMaker make_importers)
         if (asked->kind == spawn_protocol::Kind::Spawn && request->passed) {
             const pid_t importer = ::fork();
             if (importer == 0)
-                serve_as_importer(request->passed.get(), self, make_importers);
+                serve_as_importer(request->passed.get(), self, make_importers, threaded);
             if (importer > 0) {
                 importers.push_back(importer);
                 answer = importer;

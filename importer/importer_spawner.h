@@ -14,4 +14,8 @@ using ContentImportersMaker = ContentImporters (*)();
 // make_importers. Returns the process's exit status.
 int run_importer_spawner(int control, ContentImportersMaker make_importers);
 
+// The argument that starts the importer executable as one importer serving
+// the channel at its fixed descriptor, for spawners that can't fork one.
+constexpr const char *importer_only_argument = "--importer-only";
+
 #endif // IMPORTER_SPAWNER_H

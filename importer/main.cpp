@@ -3,10 +3,15 @@
 
 #include "content_importers.h"
 #include "importer_spawner.h"
+#include "importers/import_protocol.h"
 #include "importers/spawn_protocol.h"
 
-int main()
+#include <cstring>
+
+int main(int argc, char *argv[])
 {
+    if (argc == 2 && std::strcmp(argv[1], importer_only_argument) == 0)
+        return run_importer_loop(import_protocol::importer_channel_fd, all_content_importers());
     load_content_libraries();
     return run_importer_spawner(spawn_protocol::control_fd, all_content_importers);
 }
