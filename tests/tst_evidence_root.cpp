@@ -60,7 +60,7 @@ void tst_evidence_root::access_data()
         };
         row("a plain file", "open", "Users/x/report.txt", "volume report");
         row("dot-dot inside the volume", "open", "Users/x/../x/report.txt", "volume report");
-        row("dot-dot never climbs above the root", "open", "../../outside/secret.txt", "");
+        row("dot-dot never climbs above the root", "open", "../outside/secret.txt", "");
         row("absolute link to an outside folder stays on the volume", "open", "Users/x/outlink/secret.txt", "");
         row("relative link climbing out stops at the root", "open", "Users/x/uplink/secret.txt", "");
         row("absolute link inside the volume is a place on it", "open", "Users/y/docs/report.txt", "volume report");

@@ -180,8 +180,8 @@ void tst_file_metadata_store::path_and_name()
         QVERIFY(mkfifo(made.constData(), 0644) == 0);
     else if (kind == "link")
         QVERIFY(symlink(native(target).constData(), made.constData()) == 0);
-    else
-        QVERIFY(write_file(folder->filePath(name), "12345678"));
+    else // modified in 2023, unlike its birth moments ago
+        QVERIFY(write_file(folder->filePath(name), "12345678") && set_modification_time(folder->filePath(name), 1700000000, 0));
 
     FileMetadataStore store;
     const std::unique_ptr<MetadataItem> item = store.create_item(path);
