@@ -4,8 +4,6 @@
 #include "evidence/evidence_root.h"
 #include "evidence_files.h"
 
-#include <QDir>
-#include <QFile>
 #include <QtTest>
 
 #include <sys/stat.h>
@@ -21,163 +19,109 @@ class tst_evidence_root : public QObject
 private slots:
     void initTestCase();
     void cleanup() { EvidenceRoot::force_component_walk(false); }
-    void open_regular_file_data();
-    void open_regular_file();
-    void last_link_is_looked_at_not_followed_data();
-    void last_link_is_looked_at_not_followed();
-    void relative_path_data();
-    void relative_path();
+    void access_data();
+    void access();
 
 private:
-    void link(const QByteArray &target, const QString &relative);
-
     QTemporaryDir dir;
-    QString volume;
 };
-
-void tst_evidence_root::link(const QByteArray &target, const QString &relative)
-{
-    const QString path = dir.filePath(relative);
-    QVERIFY(QDir().mkpath(QFileInfo(path).path()));
-    QCOMPARE(::symlink(target.constData(), native(path).constData()), 0);
-}
 
 void tst_evidence_root::initTestCase()
 {
-    QVERIFY(dir.isValid());
-    volume = dir.filePath("volume");
+    const auto link = [this](const QByteArray &target, const QString &relative) {
+        return QDir().mkpath(QFileInfo(dir.filePath(relative)).path())
+               && ::symlink(target.constData(), native(dir.filePath(relative)).constData()) == 0;
+    };
     const QByteArray outside = native(dir.filePath("outside"));
     QVERIFY(write_file(dir.filePath("volume/Users/x/report.txt"), "volume report"));
     QVERIFY(write_file(dir.filePath("outside/secret.txt"), "outside secret"));
     QVERIFY(write_file(dir.filePath("volume/outside/.keep"), "")); // an "outside" on the volume, no secret
-    link(outside, "volume/Users/x/outlink");
-    link("../../../outside", "volume/Users/x/uplink");
-    link("/Users/x", "volume/Users/y/docs");
-    link("../x", "volume/Users/y/rel");
-    link("Users/x/report.txt", "volume/filelink");
-    link("loop2", "volume/loop1");
-    link("loop1", "volume/loop2");
-    link(outside + "/secret.txt", "volume/Users/x/secretlink");
+    QVERIFY(link(outside, "volume/Users/x/outlink") && link("../../../outside", "volume/Users/x/uplink"));
+    QVERIFY(link("/Users/x", "volume/Users/y/docs") && link("../x", "volume/Users/y/rel"));
+    QVERIFY(link("Users/x/report.txt", "volume/filelink") && link(outside + "/secret.txt", "volume/Users/x/secretlink"));
+    QVERIFY(link("loop2", "volume/loop1") && link("loop1", "volume/loop2"));
     QCOMPARE(::mkfifo(native(dir.filePath("volume/fifo")).constData(), 0600), 0);
 }
 
-void tst_evidence_root::open_regular_file_data()
+void tst_evidence_root::access_data()
 {
     QTest::addColumn<bool>("walk");
+    QTest::addColumn<QString>("operation"); // open (and read whole), look, folder, list (list2: at most two names),
+                                            // relative (of the root plus relative; relative/: the root ending in /)
     QTest::addColumn<QByteArray>("relative");
     QTest::addColumn<EvidenceRoot::Links>("links");
-    QTest::addColumn<QByteArray>("content"); // empty: nothing opened
+    QTest::addColumn<QByteArray>("expected"); // content, file type, names, "=" and a relative path; empty: refused
 
     for (const bool walk : {false, true}) {
-        const char *how = walk ? "walked: " : "kernel: ";
-        const auto row = [how](const char *name) -> QTestData & { return QTest::newRow(qPrintable(QString(how) + name)); };
-        row("a plain file") << walk << QByteArray("Users/x/report.txt") << Links::InsideRoot
-                            << QByteArray("volume report");
-        row("dot-dot inside the volume") << walk << QByteArray("Users/x/../x/report.txt") << Links::InsideRoot
-                                         << QByteArray("volume report");
-        row("dot-dot never climbs above the root")
-            << walk << QByteArray("../../outside/secret.txt") << Links::InsideRoot << QByteArray();
-        row("absolute link to an outside folder stays on the volume")
-            << walk << QByteArray("Users/x/outlink/secret.txt") << Links::InsideRoot << QByteArray();
-        row("relative link climbing out stops at the root")
-            << walk << QByteArray("Users/x/uplink/secret.txt") << Links::InsideRoot << QByteArray();
-        row("absolute link inside the volume is a place on it")
-            << walk << QByteArray("Users/y/docs/report.txt") << Links::InsideRoot << QByteArray("volume report");
-        row("relative link inside the volume") << walk << QByteArray("Users/y/rel/report.txt")
-                                               << Links::InsideRoot << QByteArray("volume report");
-        row("any link refused where links are refused")
-            << walk << QByteArray("Users/y/docs/report.txt") << Links::Refused << QByteArray();
-        row("link as the last component is not followed")
-            << walk << QByteArray("filelink") << Links::InsideRoot << QByteArray();
-        row("link to an outside file is not followed")
-            << walk << QByteArray("Users/x/secretlink") << Links::InsideRoot << QByteArray();
-        row("link loop ends") << walk << QByteArray("loop1/x") << Links::InsideRoot << QByteArray();
-        row("pipe is never opened") << walk << QByteArray("fifo") << Links::InsideRoot << QByteArray();
-        row("folder is no regular file") << walk << QByteArray("Users") << Links::InsideRoot << QByteArray();
+        const auto row = [walk](const char *name, const char *operation, const QByteArray &relative, const char *expected,
+                                Links links = Links::InsideRoot) {
+            QTest::newRow(qPrintable(QString(walk ? "walked: " : "kernel: ") + name))
+                << walk << operation << relative << links << QByteArray(expected);
+        };
+        row("a plain file", "open", "Users/x/report.txt", "volume report");
+        row("dot-dot inside the volume", "open", "Users/x/../x/report.txt", "volume report");
+        row("dot-dot never climbs above the root", "open", "../outside/secret.txt", "");
+        row("absolute link to an outside folder stays on the volume", "open", "Users/x/outlink/secret.txt", "");
+        row("relative link climbing out stops at the root", "open", "Users/x/uplink/secret.txt", "");
+        row("absolute link inside the volume is a place on it", "open", "Users/y/docs/report.txt", "volume report");
+        row("relative link inside the volume", "open", "Users/y/rel/report.txt", "volume report");
+        row("any link refused where links are refused", "open", "Users/y/docs/report.txt", "", Links::Refused);
+        row("link as the last component is not followed", "open", "filelink", "");
+        row("link to an outside file is not followed", "open", "Users/x/secretlink", "");
+        row("link loop ends", "open", "loop1/x", "");
+        row("pipe is never opened", "open", "fifo", "");
+        row("folder is no regular file", "open", "Users", "");
+        // The link's own facts, not its target's: an examiner's row describes the link.
+        row("last link looked at as itself", "look", "Users/x/secretlink", "link");
+        row("pipe looked at as itself", "look", "fifo", "pipe");
+        row("nothing to look at through an outside link", "look", "Users/x/outlink/secret.txt", "");
+        row("pipe is no folder", "folder", "fifo", "");
+        row("link to a folder is not followed as the last component", "folder", "Users/y/docs", "");
+        row("link to a folder followed through its dot", "folder", "Users/y/docs/.", "folder");
+        row("link to a folder followed through a trailing separator", "folder", "Users/y/docs/", "folder");
+        row("link to a folder refused where links are refused", "folder", "Users/y/docs/.", "", Links::Refused);
+        row("folder listed without . and ..", "list", "Users/x", "outlink,report.txt,secretlink,uplink");
+        row("listing stops at its limit", "list2", "Users/x", "2 names");
+        row("listing through a link refused where links are refused", "list", "Users/y/docs", "", Links::Refused);
+        row("a stored path is relative to the root", "relative", "/a/b", "=a/b");
+        row("the root itself is the empty path", "relative", "", "=");
+        row("a root ending in a separator", "relative/", "/a", "=a");
+        row("a sibling of the root is outside", "relative", "2/a", "");
+        row("a zero character is refused", "relative", QByteArray("/a\0b", 4), "");
     }
 }
 
-void tst_evidence_root::open_regular_file()
+void tst_evidence_root::access()
 {
     QFETCH(bool, walk);
+    QFETCH(QString, operation);
     QFETCH(QByteArray, relative);
     QFETCH(EvidenceRoot::Links, links);
-    QFETCH(QByteArray, content);
+    QFETCH(QByteArray, expected);
 
     EvidenceRoot::force_component_walk(walk);
-    const EvidenceRoot root(volume);
-    QVERIFY(root.is_open());
-    if (walk)
-        QCOMPARE(root.resolution(), EvidenceRoot::Resolution::ComponentWalk);
-    const UniqueFd file = root.open_regular_file(relative, links);
-    QCOMPARE(file.valid(), !content.isEmpty());
-    QCOMPARE(EvidenceRoot::read_at(file, 0, 100), content);
-    const auto small = root.read_small_file(relative, 100, links);
-    QCOMPARE(small.value_or(QByteArray()), content);
-}
-
-void tst_evidence_root::last_link_is_looked_at_not_followed_data()
-{
-    QTest::addColumn<bool>("walk");
-    QTest::newRow("kernel") << false;
-    QTest::newRow("walked") << true;
-}
-
-void tst_evidence_root::last_link_is_looked_at_not_followed()
-{
-    QFETCH(bool, walk);
-    EvidenceRoot::force_component_walk(walk);
-    const EvidenceRoot root(volume);
-
-    // The link's own facts, not its target's: an examiner's row describes the link.
-    const auto link = root.look_at("Users/x/secretlink");
-    QVERIFY(link);
-    QVERIFY(S_ISLNK(link->stx_mode));
-    const auto fifo = root.look_at("fifo");
-    QVERIFY(fifo);
-    QVERIFY(S_ISFIFO(fifo->stx_mode));
-    QVERIFY(!root.look_at("Users/x/outlink/secret.txt"));
-    QVERIFY(!root.open_directory("fifo"));
-    QVERIFY(!root.open_directory("Users/y/docs"));
-    QVERIFY(root.open_directory("Users/y/docs/."));
-    QVERIFY(root.open_directory("Users/y/docs/"));
-    QVERIFY(!root.open_directory("Users/y/docs/.", Links::Refused));
-
-    auto names = root.list_directory("Users/x", 10);
-    QVERIFY(names);
-    std::sort(names->begin(), names->end());
-    QCOMPARE(*names, (QList<QByteArray>{"outlink", "report.txt", "secretlink", "uplink"}));
-    QCOMPARE(root.list_directory("Users/x", 2)->size(), 2);
-    QVERIFY(!root.list_directory("Users/y/docs", 10, Links::Refused));
-}
-
-void tst_evidence_root::relative_path_data()
-{
-    QTest::addColumn<QString>("root");
-    QTest::addColumn<QString>("full_path");
-    QTest::addColumn<QByteArray>("relative");
-    QTest::addColumn<bool>("inside");
-
-    QTest::newRow("a stored path") << "/mnt/vol" << "/mnt/vol/a/b" << QByteArray("a/b") << true;
-    QTest::newRow("the root itself") << "/mnt/vol" << "/mnt/vol" << QByteArray() << true;
-    QTest::newRow("a root ending in a separator") << "/mnt/vol/" << "/mnt/vol/a" << QByteArray("a") << true;
-    QTest::newRow("a sibling of the root is outside") << "/mnt/vol" << "/mnt/vol2/a" << QByteArray() << false;
-    QTest::newRow("another folder is outside") << "/mnt/vol" << "/etc/passwd" << QByteArray() << false;
-    QTest::newRow("a zero character is refused")
-        << "/mnt/vol" << QString("/mnt/vol/a") + QChar(0) + "b" << QByteArray() << false;
-}
-
-void tst_evidence_root::relative_path()
-{
-    QFETCH(QString, root);
-    QFETCH(QString, full_path);
-    QFETCH(QByteArray, relative);
-    QFETCH(bool, inside);
-
-    const auto found = EvidenceRoot(root).relative_path(full_path);
-    QCOMPARE(found.has_value(), inside);
-    if (inside)
-        QCOMPARE(*found, relative);
+    const EvidenceRoot root(dir.filePath("volume"));
+    QVERIFY(!walk || root.resolution() == EvidenceRoot::Resolution::ComponentWalk);
+    QByteArray got; // what the operation gave, as the expected column puts it
+    if (operation == "open") {
+        const UniqueFd file = root.open_regular_file(relative, links);
+        QCOMPARE(file.valid(), !expected.isEmpty());
+        QCOMPARE(root.read_small_file(relative, 100, links).value_or(QByteArray()), expected);
+        got = EvidenceRoot::read_at(file, 0, 100);
+    } else if (operation == "look") {
+        const auto facts = root.look_at(relative, links);
+        got = !facts ? "" : S_ISLNK(facts->stx_mode) ? "link" : S_ISFIFO(facts->stx_mode) ? "pipe" : "other";
+    } else if (operation == "folder") {
+        got = root.open_directory(relative, links).valid() ? "folder" : "";
+    } else if (operation.startsWith("relative")) {
+        const auto found = EvidenceRoot(root.volume_root() + (operation == "relative/" ? "/" : ""))
+                               .relative_path(root.volume_root() + QString::fromUtf8(relative));
+        got = found ? "=" + *found : "";
+    } else if (auto names = root.list_directory(relative, operation == "list2" ? 2 : 10, links)) {
+        std::sort(names->begin(), names->end());
+        got = operation == "list2" ? QByteArray::number(names->size()) + " names" : names->join(',');
+    }
+    QCOMPARE(got, expected);
 }
 
 QTEST_GUILESS_MAIN(tst_evidence_root)
