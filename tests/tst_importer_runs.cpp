@@ -4,30 +4,23 @@
 
 #include "text_rows.h"
 
-#include <QFile>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <signal.h>
 
-using Records = QList<QPair<QVariant, QVariant>>;
+#include <algorithm>
 
 namespace {
 
-// A copy of the worker with the test importer beside it, where the worker
-// looks for its importer.
-class InstalledWorker
+// A case examined by a copy of the worker that finds the test importer beside it.
+struct InstalledCase : TestCase
 {
-public:
-    InstalledWorker()
+    InstalledCase()
     {
-        copied = QFile::copy(VANTREL_EXECUTABLE, worker()) && QFile::copy(VANTREL_TEST_IMPORTER, importer());
+        QVERIFY(QFile::copy(VANTREL_EXECUTABLE, worker()) && QFile::copy(VANTREL_TEST_IMPORTER, dir.filePath("vantrel-importer")));
+        set_worker(worker());
     }
     QString worker() const { return dir.filePath("vantrel"); }
-    QString importer() const { return dir.filePath("vantrel-importer"); }
-    bool copied = false;
-
-private:
     QTemporaryDir dir;
 };
 
@@ -39,136 +32,96 @@ class tst_importer_runs : public QObject
 
 private slots:
     void hostile_files_lose_only_their_content_values();
-    void capture_time_is_the_content_creation_timestamp();
     void importer_dies_with_the_worker();
 };
 
 void tst_importer_runs::hostile_files_lose_only_their_content_values()
 {
-    const InstalledWorker installed;
-    QVERIFY(installed.copied);
-
-    TestCase test_case;
-    test_case.set_worker(installed.worker());
-    const QList<QPair<QString, QByteArray>> files = {
-        {"/Docs/alpha.pdf", "%PDF-\nkMDItemTitle=Alpha\nkMDItemAuthors[Ann,Bo]"},
-        {"/Docs/hangs.pdf", "%PDF-\nsleep"},
-        {"/Docs/beta.pdf", "%PDF-\nkMDItemTitle=Beta"},
-        {"/Docs/crashes.pdf", "%PDF-\ncrash"},
-        {"/Docs/gamma.pdf", "%PDF-\nchatter\nkMDItemTitle=Gamma"},
-        {"/Docs/garbage.pdf", "%PDF-\ngarbage"},
-        {"/Docs/memory.pdf", "%PDF-\nmemory"},
-        {"/Docs/delta.pdf", "%PDF-\nkMDItemTitle=Delta"},
-        {"/Docs/notes.txt", "kMDItemTitle=never asked"},
+    // Each file's scripted content, then its title and authors as stored.
+    const char *files[][4] = {
+        {"alpha.pdf", "kMDItemTitle=Alpha\nkMDItemAuthors[Ann,Bo]", "Alpha", "Ann;Bo"}, {"hangs.pdf", "sleep", "NULL", "NULL"},
+        {"beta.pdf", "kMDItemTitle=Beta", "Beta", "NULL"}, {"crashes.pdf", "crash", "NULL", "NULL"},
+        {"gamma.pdf", "chatter\nkMDItemTitle=Gamma", "Gamma", "NULL"}, {"garbage.pdf", "garbage", "NULL", "NULL"},
+        {"memory.pdf", "memory", "NULL", "NULL"}, {"delta.pdf", "kMDItemTitle=Delta", "Delta", "NULL"},
+        {"notes.txt", "kMDItemTitle=never asked", "NULL", "NULL"}, {"IMG_0001.JPG", "crash", "NULL", "NULL"},
+        {"IMG_0002.JPG", "kMDItemContentCreationDate@1500000000.75", "NULL", "NULL"},
     };
-    Records records;
-    for (const auto &[path, content] : files) {
-        test_case.add_file(path, content);
-        records.append({records.size() + 1, path});
+    InstalledCase test_case;
+    QList<QPair<QVariant, QVariant>> records;
+    QList<QStringList> expected;
+    for (const auto &[name, content, title, authors] : files) {
+        // The worker hands over only files that begin with their format's signature.
+        const QByteArray signature = QByteArray(name).endsWith(".pdf") ? "%PDF-\n"
+            : QByteArray(name).endsWith(".JPG")                       ? "\xFF\xD8\xFF\n"
+                                                                      : "";
+        test_case.add_file(QStringLiteral("/Docs/") + name, signature + content);
+        records.append({records.size() + 1, QStringLiteral("/Docs/") + name});
+        expected.append({QString::number(records.size()), name, title, authors});
     }
     test_case.create_file_system_db(records);
     const QStringList keys = {"kMDItemFSName", "kMDItemTitle", "kMDItemAuthors"};
     test_case.create_metadata_db(keys);
+    test_case.create_timestamps_db();
 
     const TestCase::Result result = test_case.run("2", QString(), keys, keys);
-    QCOMPARE(result.exit_status, QProcess::NormalExit);
     QCOMPARE(result.exit_code, 0);
     // Nothing the importer printed reaches the host.
     QCOMPARE(result.lines, QStringList());
     QCOMPARE(result.standard_output, QByteArray());
-
-    const QList<QStringList> expected = {
-        {"1", "alpha.pdf", "Alpha", "Ann;Bo"}, {"2", "hangs.pdf", "NULL", "NULL"},
-        {"3", "beta.pdf", "Beta", "NULL"},     {"4", "crashes.pdf", "NULL", "NULL"},
-        {"5", "gamma.pdf", "Gamma", "NULL"},   {"6", "garbage.pdf", "NULL", "NULL"},
-        {"7", "memory.pdf", "NULL", "NULL"},   {"8", "delta.pdf", "Delta", "NULL"},
-        {"9", "notes.txt", "NULL", "NULL"},
-    };
-    QCOMPARE(text_rows(test_case.metadata_db(),
-                       "select filesystem_record, kMDItemFSName, kMDItemTitle, kMDItemAuthors from files order by 1"),
-             expected);
-    QCOMPARE(TestCase::count_rows(test_case.database("file_system.sqlite"),
-                                  "where fs_module_apple_metadata_run_status = '1'"),
-             files.size());
-}
-
-void tst_importer_runs::capture_time_is_the_content_creation_timestamp()
-{
-    const InstalledWorker installed;
-    QVERIFY(installed.copied);
-
-    TestCase test_case;
-    test_case.set_worker(installed.worker());
-    test_case.add_file("/DCIM/IMG_0001.JPG", "\xFF\xD8\xFF\nkMDItemContentCreationDate@1500000000.75");
-    test_case.add_file("/DCIM/IMG_0002.JPG", "\xFF\xD8\xFF\ncrash");
-    test_case.create_file_system_db({{1, "/DCIM/IMG_0001.JPG"}, {2, "/DCIM/IMG_0002.JPG"}});
-    test_case.create_timestamps_db();
-
-    const TestCase::Result result = test_case.run("1");
-    QCOMPARE(result.exit_code, 0);
-    const QList<QVariantList> rows = TestCase::rows(
-        test_case.database("apple_timestamps.sqlite"),
-        "select filesystem_record, content_creation_date, content_modification_date from files order by 1");
-    QCOMPARE(rows.size(), 2);
-    QCOMPARE(rows[0][1].toString(), QString("1500000000"));
-    // The crashed importer's photo keeps its file-system times.
-    QVERIFY(!rows[1][2].toString().isEmpty());
+    QCOMPARE(text_rows(test_case.metadata_db(), "select filesystem_record, kMDItemFSName, kMDItemTitle, kMDItemAuthors"
+                                                " from files order by 1"), expected);
+    QCOMPARE(TestCase::count_rows(test_case.file_system_db(), "where fs_module_apple_metadata_run_status = '1'"), 11);
+    // A photo's capture time is its content creation timestamp; the crashed importer's photo keeps its file's times.
+    QCOMPARE(test_case.run("1").exit_code, 0);
+    const QList<QStringList> photos = text_rows(test_case.timestamps_db(), "select content_modification_date,"
+        " content_creation_date from files where filesystem_record > 9 order by filesystem_record");
+    QVERIFY(!QStringList({"NULL", ""}).contains(photos.value(0).value(0)));
+    QCOMPARE(photos.value(1).value(1), QString("1500000000"));
 }
 
 void tst_importer_runs::importer_dies_with_the_worker()
 {
-    const InstalledWorker installed;
-    QVERIFY(installed.copied);
-    TestCase test_case;
-    Records records;
-    for (int i = 1; i <= 5; ++i) {
-        test_case.add_file(QStringLiteral("/hangs%1.pdf").arg(i), "%PDF-\nsleep");
-        records.append({i, QStringLiteral("/hangs%1.pdf").arg(i)});
-    }
-    test_case.create_file_system_db(records);
-    const QStringList keys = {"kMDItemTitle"};
-    test_case.create_metadata_db(keys);
+    InstalledCase test_case;
+    test_case.add_file("/hangs.pdf", "%PDF-\nsleep");
+    test_case.create_file_system_db({{1, "/hangs.pdf"}});
+    test_case.create_metadata_db({"kMDItemTitle"});
+    const QString keys = TestCase::joined({"kMDItemTitle"});
 
     // A worker killed outright cannot remove a runtime folder of its own.
     QTemporaryDir runtime;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert("XDG_RUNTIME_DIR", runtime.path());
-    environment.insert("QT_QPA_PLATFORM", "offscreen");
     QProcess worker;
     worker.setProcessEnvironment(environment);
-    worker.start(installed.worker(), {test_case.source_root(), QString(), test_case.case_dir(),
-                                      TestCase::joined(keys), TestCase::joined(keys), test_case.source_name(), "2"});
+    worker.start(test_case.worker(),
+                 {test_case.source_root(), QString(), test_case.case_dir(), keys, keys, test_case.source_name(), "2"});
     QVERIFY(worker.waitForStarted());
     const auto children_of = [](const QString &parent) {
         QFile list(QStringLiteral("/proc/%1/task/%1/children").arg(parent));
-        if (!list.open(QIODevice::ReadOnly))
-            return QStringList();
-        return QString::fromLatin1(list.readAll()).simplified().split(' ', Qt::SkipEmptyParts);
+        return list.open(QIODevice::ReadOnly) ? QString::fromLatin1(list.readAll()).split(' ', Qt::SkipEmptyParts)
+                                              : QStringList();
     };
-    // The spawner, then the importer it forked, reading a hanging file.
+    // The spawner, then the importer it forked, reading the hanging file.
     QStringList importers;
-    QTRY_VERIFY_WITH_TIMEOUT(
-        [&] {
-            importers = children_of(QString::number(worker.processId()));
-            if (!importers.isEmpty())
-                importers += children_of(importers.first());
-            return importers.size() >= 2;
-        }(),
-        10000);
+    QVERIFY(QTest::qWaitFor([&] {
+        importers = children_of(QString::number(worker.processId()));
+        if (!importers.isEmpty())
+            importers += children_of(importers.first().trimmed());
+        return importers.size() >= 2;
+    }, 10000));
     worker.kill();
     QVERIFY(worker.waitForFinished());
     // Gone, or at most zombies waiting for the process that adopted them.
     const auto gone = [&importers] {
         return std::all_of(importers.begin(), importers.end(), [](const QString &pid) {
-            QFile status(QStringLiteral("/proc/%1/stat").arg(pid));
+            QFile status(QStringLiteral("/proc/%1/stat").arg(pid.trimmed()));
             return !status.open(QIODevice::ReadOnly) || status.readAll().split(')').value(1).trimmed().startsWith('Z');
         });
     };
-    QTest::qWaitFor(gone, 5000);
-    const bool died = gone();
+    const bool died = QTest::qWaitFor(gone, 5000);
     if (!died) {
         for (const QString &pid : importers)
-            ::kill(pid.toInt(), SIGKILL);
+            ::kill(pid.trimmed().toInt(), SIGKILL);
     }
     QVERIFY(died);
 }

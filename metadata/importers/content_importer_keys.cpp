@@ -85,17 +85,3 @@ QStringList office_importer_keys()
         QStringLiteral("kMDItemContentModificationDate"),
     };
 }
-
-QStringList content_importer_keys()
-{
-    QStringList keys;
-    for (const QStringList &family : { image_importer_keys(), audio_importer_keys(),
-                                       video_importer_keys(), pdf_importer_keys(),
-                                       office_importer_keys() }) {
-        for (const QString &key : family) {
-            if (!keys.contains(key))
-                keys.append(key);
-        }
-    }
-    return keys;
-}

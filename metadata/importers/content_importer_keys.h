@@ -13,8 +13,4 @@ QStringList video_importer_keys();
 QStringList pdf_importer_keys();
 QStringList office_importer_keys();
 
-// Every key any content importer can give, each once: a row that asks for
-// none of them needs no importer at all.
-QStringList content_importer_keys();
-
 #endif // CONTENT_IMPORTER_KEYS_H
