@@ -75,6 +75,11 @@ void tst_evidence_root::access_data()
         row("last link looked at as itself", "look", "Users/x/secretlink", "link");
         row("pipe looked at as itself", "look", "fifo", "pipe");
         row("nothing to look at through an outside link", "look", "Users/x/outlink/secret.txt", "");
+        // One look serves a row: what is opened is what was looked at, and only files and folders are.
+        row("a file looked at and read", "look+open", "Users/y/docs/report.txt", "file: volume report");
+        row("a folder looked at and opened", "look+open", "Users/y/docs/.", "folder: opened");
+        row("a pipe looked at, never opened", "look+open", "fifo", "pipe: ");
+        row("a last link looked at, never followed", "look+open", "Users/x/secretlink", "link: ");
         row("pipe is no folder", "folder", "fifo", "");
         row("link to a folder is not followed as the last component", "folder", "Users/y/docs", "");
         row("link to a folder followed through its dot", "folder", "Users/y/docs/.", "folder");
@@ -111,6 +116,13 @@ void tst_evidence_root::access()
     } else if (operation == "look") {
         const auto facts = root.look_at(relative, links);
         got = !facts ? "" : S_ISLNK(facts->stx_mode) ? "link" : S_ISFIFO(facts->stx_mode) ? "pipe" : "other";
+    } else if (operation == "look+open") {
+        if (auto looked = root.look_and_open(relative, links)) {
+            const mode_t type = looked->status.stx_mode & S_IFMT;
+            got = type == S_IFREG ? "file: " + EvidenceRoot::read_at(looked->opened, 0, 100)
+                : type == S_IFDIR ? QByteArray("folder: ") + (looked->opened ? "opened" : "")
+                                  : QByteArray(type == S_IFIFO ? "pipe: " : "link: ") + (looked->opened ? "opened" : "");
+        }
     } else if (operation == "folder") {
         got = root.open_directory(relative, links).valid() ? "folder" : "";
     } else if (operation.startsWith("relative")) {
