@@ -1,7 +1,7 @@
 // Resolves arbitrary paths through a small volume whose links point where
 // the input says, by the kernel and by the component walk: whatever either
 // opens must lie beneath the volume root, whatever the links and dot-dots,
-// and both must find the same object.
+// and both must find the same object, which is also what a look opens.
 
 #include "evidence/evidence_root.h"
 
@@ -70,6 +70,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             if (where != volume.root && !where.startsWith(volume.root + "/"))
                 std::abort(); // resolved outside the volume
             found[walk] = where;
+            // What one look opens for reading is the object it looked at.
+            const std::optional<EvidenceRoot::LookedObject> looked = root.look_and_open(path, links);
+            if (looked && looked->opened && location(looked->opened) != where)
+                std::abort();
         }
         if (found[0] != found[1])
             std::abort(); // the walk and the kernel disagree
