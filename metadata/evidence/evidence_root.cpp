@@ -216,33 +216,11 @@ std::optional<struct statx> EvidenceRoot::look_at(QByteArrayView relative, Links
     return status;
 }
 
-UniqueFd EvidenceRoot::open_typed(QByteArrayView relative, int flags, mode_t type, Links links) const
-{
-    // Opening a device can act on it (a tape rewinds, a watchdog starts)
-    // and opening a pipe can wait for a writer: look first, open only the
-    // wanted type, non-blocking all the same, and check again what came.
-    struct stat status = {};
-    const UniqueFd object = open_object(relative, links);
-    if (!object || ::fstat(object.get(), &status) != 0 || (status.st_mode & S_IFMT) != type)
-        return UniqueFd();
-    return reopen_seen(relative, flags, type, status.st_dev, status.st_ino, links);
-}
-
-UniqueFd EvidenceRoot::reopen_seen(QByteArrayView relative, int flags, mode_t type, dev_t device, ino_t inode,
-                                   Links links) const
-{
-    // Between the look and the opening the path may have been changed to
-    // name something else: only the object that was looked at will do.
-    struct stat status = {};
-    UniqueFd file = open_beneath(relative, flags | O_RDONLY | O_NONBLOCK | O_NOCTTY, links);
-    if (!file || ::fstat(file.get(), &status) != 0 || (status.st_mode & S_IFMT) != type
-        || status.st_dev != device || status.st_ino != inode)
-        return UniqueFd();
-    return file;
-}
-
 std::optional<EvidenceRoot::LookedObject> EvidenceRoot::look_and_open(QByteArrayView relative, Links links) const
 {
+    // Opening a device can act on it (a tape rewinds, a watchdog starts)
+    // and opening a pipe can wait for a writer: look first, open only
+    // files and folders, non-blocking all the same.
     const UniqueFd object = open_object(relative, links);
     if (!object)
         return std::nullopt;
@@ -250,22 +228,36 @@ std::optional<EvidenceRoot::LookedObject> EvidenceRoot::look_and_open(QByteArray
     if (::statx(object.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &looked.status) != 0)
         return std::nullopt;
     const mode_t type = looked.status.stx_mode & S_IFMT;
-    if ((looked.status.stx_mask & STATX_TYPE) && (type == S_IFREG || type == S_IFDIR)) {
-        looked.opened = reopen_seen(relative, type == S_IFDIR ? O_DIRECTORY : 0, type,
-                                    makedev(looked.status.stx_dev_major, looked.status.stx_dev_minor),
-                                    looked.status.stx_ino, links);
-    }
+    if (!(looked.status.stx_mask & STATX_TYPE) || (type != S_IFREG && type != S_IFDIR))
+        return looked;
+    // Between the look and the opening the path may have been changed to
+    // name something else: only the object that was looked at will do.
+    UniqueFd opened = open_beneath(relative, (type == S_IFDIR ? O_DIRECTORY : 0) | O_RDONLY | O_NONBLOCK | O_NOCTTY,
+                                   links);
+    struct stat status = {};
+    if (opened && ::fstat(opened.get(), &status) == 0 && (status.st_mode & S_IFMT) == type
+        && status.st_dev == makedev(looked.status.stx_dev_major, looked.status.stx_dev_minor)
+        && status.st_ino == looked.status.stx_ino)
+        looked.opened = std::move(opened);
     return looked;
+}
+
+UniqueFd EvidenceRoot::open_typed(QByteArrayView relative, mode_t type, Links links) const
+{
+    std::optional<LookedObject> looked = look_and_open(relative, links);
+    if (!looked || (looked->status.stx_mode & S_IFMT) != type)
+        return UniqueFd();
+    return std::move(looked->opened);
 }
 
 UniqueFd EvidenceRoot::open_regular_file(QByteArrayView relative, Links links) const
 {
-    return open_typed(relative, 0, S_IFREG, links);
+    return open_typed(relative, S_IFREG, links);
 }
 
 UniqueFd EvidenceRoot::open_directory(QByteArrayView relative, Links links) const
 {
-    return open_typed(relative, O_DIRECTORY, S_IFDIR, links);
+    return open_typed(relative, S_IFDIR, links);
 }
 
 QByteArray EvidenceRoot::read_at(const UniqueFd &file, qint64 offset, qint64 length)

@@ -96,13 +96,9 @@ private:
     // Resolves relative beneath the root with the given open flags.
     UniqueFd open_beneath(QByteArrayView relative, int flags, Links links) const;
     UniqueFd walk_beneath(QByteArrayView relative, int flags, Links links) const;
-    // Opens the object for reading when it is of the wanted type (S_IFREG
-    // or S_IFDIR), looked at first so that nothing else is ever opened.
-    UniqueFd open_typed(QByteArrayView relative, int flags, mode_t type, Links links) const;
-    // Opens for reading the object already seen to be of type on device
-    // and inode; invalid when what opens is no longer that object.
-    UniqueFd reopen_seen(QByteArrayView relative, int flags, mode_t type, dev_t device, ino_t inode,
-                         Links links) const;
+    // The object opened for reading when it is of the wanted type (S_IFREG
+    // or S_IFDIR); invalid for anything else.
+    UniqueFd open_typed(QByteArrayView relative, mode_t type, Links links) const;
 
     QString volume_root_;
     UniqueFd root_;

@@ -5,16 +5,24 @@
 
 namespace import_protocol {
 
-namespace {
-
-// The kinds a value may travel as; an array holds only the first three.
-enum class WireKind : std::uint8_t { Text = 1, Number = 2, Date = 3, Array = 4 };
-
 void put_u32(QByteArray &out, std::uint32_t value)
 {
     for (int shift = 0; shift < 32; shift += 8)
         out.append(char((value >> shift) & 0xff));
 }
+
+std::uint32_t u32_at(QByteArrayView bytes, qsizetype at)
+{
+    std::uint32_t value = 0;
+    for (qsizetype i = 3; i >= 0; --i)
+        value = (value << 8) | static_cast<unsigned char>(bytes[at + i]);
+    return value;
+}
+
+namespace {
+
+// The kinds a value may travel as; an array holds only the first three.
+enum class WireKind : std::uint8_t { Text = 1, Number = 2, Date = 3, Array = 4 };
 
 void put_u16(QByteArray &out, std::uint16_t value)
 {

@@ -32,6 +32,13 @@ constexpr std::uint32_t max_request_size = 4 + max_content_type_size; // after t
 // Size of the length that opens every message.
 constexpr int length_size = 4;
 
+// Appends value as the four little-endian bytes in which this protocol and
+// the spawner's write every length and number.
+void put_u32(QByteArray &out, std::uint32_t value);
+// The little-endian number in the four bytes of bytes from at, which the
+// caller has checked are there.
+std::uint32_t u32_at(QByteArrayView bytes, qsizetype at);
+
 // One file asked about. The answer repeats the request's number, so that an
 // answer never counts for a file it was not given for.
 struct Request

@@ -4,23 +4,8 @@
 
 namespace spawn_protocol {
 
-namespace {
-
-void put_u32(QByteArray &out, std::uint32_t value)
-{
-    for (int shift = 0; shift < 32; shift += 8)
-        out.append(char((value >> shift) & 0xff));
-}
-
-std::uint32_t u32_at(QByteArrayView bytes, qsizetype at)
-{
-    std::uint32_t value = 0;
-    for (qsizetype i = 3; i >= 0; --i)
-        value = (value << 8) | static_cast<unsigned char>(bytes[at + i]);
-    return value;
-}
-
-} // namespace
+using import_protocol::put_u32;
+using import_protocol::u32_at;
 
 QByteArray encode_request(Kind kind, pid_t importer)
 {
