@@ -6,11 +6,44 @@
 
 #include <QtTest>
 
+#include <fcntl.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <climits>
+#include <thread>
+
 using Links = EvidenceRoot::Links;
 Q_DECLARE_METATYPE(EvidenceRoot::Links)
+
+namespace {
+
+// A path beneath the volume longer than the system's limit for one lookup.
+QByteArray long_relative()
+{
+    QByteArray path = "long";
+    while (path.size() < PATH_MAX + 100)
+        path += '/' + QByteArray(200, 'd');
+    return path + "/deep.txt";
+}
+
+// Makes relative beneath folder one component at a time, as no single
+// call takes a path that long; its last component a file holding content.
+bool write_long(const QString &folder, const QByteArray &relative, const QByteArray &content)
+{
+    UniqueFd at(::open(native(folder).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const QList<QByteArray> parts = relative.split('/');
+    for (qsizetype i = 0; at && i + 1 < parts.size(); ++i) {
+        ::mkdirat(at.get(), parts[i].constData(), 0755);
+        at.reset(::openat(at.get(), parts[i].constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    }
+    const UniqueFd file(at ? ::openat(at.get(), parts.last().constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644) : -1);
+    return file && ::write(file.get(), content.constData(), size_t(content.size())) == content.size();
+}
+
+} // namespace
 
 class tst_evidence_root : public QObject
 {
@@ -21,6 +54,8 @@ private slots:
     void cleanup() { EvidenceRoot::force_component_walk(false); }
     void access_data();
     void access();
+    void swapped_pipe_is_never_opened_data();
+    void swapped_pipe_is_never_opened();
 
 private:
     QTemporaryDir dir;
@@ -41,6 +76,7 @@ void tst_evidence_root::initTestCase()
     QVERIFY(link("Users/x/report.txt", "volume/filelink") && link(outside + "/secret.txt", "volume/Users/x/secretlink"));
     QVERIFY(link("loop2", "volume/loop1") && link("loop1", "volume/loop2"));
     QCOMPARE(::mkfifo(native(dir.filePath("volume/fifo")).constData(), 0600), 0);
+    QVERIFY(write_long(dir.filePath("volume"), long_relative(), "deep content"));
 }
 
 void tst_evidence_root::access_data()
@@ -71,6 +107,7 @@ void tst_evidence_root::access_data()
         row("link loop ends", "open", "loop1/x", "");
         row("pipe is never opened", "open", "fifo", "");
         row("folder is no regular file", "open", "Users", "");
+        row("a path past the system's length limit reads as any other", "open", long_relative(), "deep content");
         // The link's own facts, not its target's: an examiner's row describes the link.
         row("last link looked at as itself", "look", "Users/x/secretlink", "link");
         row("pipe looked at as itself", "look", "fifo", "pipe");
@@ -134,6 +171,44 @@ void tst_evidence_root::access()
         got = operation == "list2" ? QByteArray::number(names->size()) + " names" : names->join(',');
     }
     QCOMPARE(got, expected);
+}
+
+void tst_evidence_root::swapped_pipe_is_never_opened_data()
+{
+    QTest::addColumn<bool>("walk");
+    QTest::newRow("kernel: a pipe swapped in between look and open") << false;
+    QTest::newRow("walked: a pipe swapped in between look and open") << true;
+}
+
+void tst_evidence_root::swapped_pipe_is_never_opened()
+{
+    QFETCH(bool, walk);
+    // A file and a pipe trade places as fast as they can while the root
+    // looks at and opens one of the two names; the kernel reports every
+    // real open of the pipe, whatever name it has then.
+    const QString folder = dir.filePath(walk ? "swap-walked" : "swap-kernel");
+    const QByteArray item = native(folder + "/item"), other = native(folder + "/other");
+    QVERIFY(write_file(folder + "/item", "a file") && ::mkfifo(other.constData(), 0600) == 0);
+    const UniqueFd watch(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    QVERIFY(watch && ::inotify_add_watch(watch.get(), other.constData(), IN_OPEN) >= 0);
+
+    EvidenceRoot::force_component_walk(walk);
+    const EvidenceRoot root(folder);
+    std::atomic<bool> done{false};
+    std::thread swapper([&] {
+        while (!done)
+            ::renameat2(AT_FDCWD, item.constData(), AT_FDCWD, other.constData(), RENAME_EXCHANGE);
+    });
+    int files_opened = 0;
+    for (int i = 0; i < 20000; ++i) {
+        const auto looked = root.look_and_open("item");
+        files_opened += looked && looked->opened;
+    }
+    done = true;
+    swapper.join();
+    char events[4096];
+    QCOMPARE(::read(watch.get(), events, sizeof events), ssize_t(-1));
+    QVERIFY(files_opened > 0); // the race did let the file through at times
 }
 
 QTEST_GUILESS_MAIN(tst_evidence_root)

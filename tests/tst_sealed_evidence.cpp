@@ -79,6 +79,7 @@ private slots:
     void initTestCase();
     void hostile_volume_data();
     void hostile_volume();
+    void strictatime_volume_keeps_every_access_time_data();
     void strictatime_volume_keeps_every_access_time();
     void killed_worker_leaves_no_runtime_folder();
 
@@ -184,8 +185,18 @@ void tst_sealed_evidence::hostile_volume()
     QVERIFY(!(fixture.isEmpty() && replaced.endsWith(record_path)) || rows[0][1].isNull());
 }
 
+void tst_sealed_evidence::strictatime_volume_keeps_every_access_time_data()
+{
+    QTest::addColumn<bool>("owner"); // the examiner owns the files, or is another user who may only look
+    QTest::addColumn<int>("indexed_rows"); // rows with the index's date: an index is read only without a trace
+    QTest::newRow("an examiner who may keep access times reads everything") << true << 1;
+    QTest::newRow("another user reads attributes and facts, no content and no index") << false << 0;
+}
+
 void tst_sealed_evidence::strictatime_volume_keeps_every_access_time()
 {
+    QFETCH(bool, owner);
+    QFETCH(int, indexed_rows);
     QTemporaryDir mount_point;
     const QByteArray target = native(mount_point.path());
     if (::mount("tmpfs", target.constData(), "tmpfs", MS_STRICTATIME, "size=64m") != 0)
@@ -218,12 +229,30 @@ void tst_sealed_evidence::strictatime_volume_keeps_every_access_time()
     test_case.create_file_system_db(records);
     test_case.create_metadata_db(keys);
     test_case.create_timestamps_db();
+    QTemporaryDir wrapper_dir;
+    if (!owner) {
+        // The worker started as an unprivileged user, who may write the case but owns no evidence.
+        const QString wrapper = wrapper_dir.filePath("as-another-user");
+        QVERIFY(write_file(wrapper, "#!/bin/sh\nexec setpriv --reuid=65534 --regid=65534 --clear-groups "
+                                    VANTREL_EXECUTABLE " \"$@\"\n"));
+        QVERIFY(QFile::setPermissions(wrapper, QFile::ReadOwner | QFile::ExeOwner));
+        const QString case_root = QDir::cleanPath(test_case.case_dir() + "/..");
+        QVERIFY(QFile::setPermissions(case_root, QFile::permissions(case_root) | QFile::ExeOther | QFile::ReadOther));
+        QDirIterator case_files(case_root, QDir::AllEntries | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+        while (case_files.hasNext())
+            QCOMPARE(::chown(native(case_files.next()).constData(), 65534, 65534), 0);
+        if (::getuid() != 0 || QProcess::execute("setpriv", {"--reuid=65534", "--regid=65534", "--clear-groups",
+                                                              "test", "-x", VANTREL_EXECUTABLE}) != 0)
+            QSKIP("the test can't start the worker as another user here");
+        test_case.set_worker(wrapper);
+    }
     for (const QString flag : {"2", "1"})
         QCOMPARE(test_case.run(flag, QString(), keys, keys).exit_code, 0);
     QCOMPARE(TestCase::count_rows(test_case.metadata_db()), records.size());
-    // The attributes and the index were read: the origin and the indexed date reached the case.
+    // The attributes were read (they move no access time): the origin reached the case.
     QCOMPARE(TestCase::count_rows(test_case.metadata_db(), "where kMDItemWhereFroms = 'https://example.org/a'"), 1);
-    QCOMPARE(TestCase::count_rows(test_case.metadata_db(), "where kMDItemDateAdded = '" + outside_index_date + "'"), 1);
+    QCOMPARE(TestCase::count_rows(test_case.metadata_db(), "where kMDItemDateAdded = '" + outside_index_date + "'"),
+             indexed_rows);
 
     QCOMPARE(access_times(all), before); // a difference names the entry's index in all
     QCOMPARE(entries_beneath(volume), all); // and nothing written beneath the root

@@ -5,11 +5,15 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <linux/openat2.h>
+#include <sys/statfs.h>
+#include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <climits>
+#include <cstdio>
 #include <cerrno>
 #include <deque>
 #include <memory>
@@ -32,22 +36,13 @@ long call_openat2(int dirfd, const char *path, std::uint64_t flags, std::uint64_
     return ::syscall(SYS_openat2, dirfd, path, &how, sizeof how);
 }
 
-// O_PATH opens read nothing, and openat2 refuses O_NOATIME beside them.
-int without_atime(int flags)
-{
-    return (flags & O_PATH) ? flags : flags | O_NOATIME;
-}
-
-// Opens through openat2 and, where the kernel refuses O_NOATIME (a file
-// this user does not own), once more without it.
-int openat2_without_atime(int dirfd, const char *path, int flags, std::uint64_t resolve)
+// Looks up path beneath dirfd without opening anything for reading.
+int openat2_object(int dirfd, const char *path, std::uint64_t resolve)
 {
     // The kernel answers EAGAIN when a rename elsewhere raced the lookup
     // and it can't vouch for staying beneath the root; a few tries settle it.
     for (int attempt = 0;; ++attempt) {
-        long fd = call_openat2(dirfd, path, std::uint64_t(without_atime(flags)), resolve);
-        if (fd < 0 && errno == EPERM)
-            fd = call_openat2(dirfd, path, std::uint64_t(flags), resolve);
+        const long fd = call_openat2(dirfd, path, O_PATH | O_NOFOLLOW | O_CLOEXEC, resolve);
         if (fd < 0 && (errno == EINTR || (errno == EAGAIN && attempt < 8)))
             continue;
         return int(fd);
@@ -55,16 +50,43 @@ int openat2_without_atime(int dirfd, const char *path, int flags, std::uint64_t 
 }
 
 // The same for one component looked up in an open folder.
-int openat_without_atime(int dirfd, const char *name, int flags)
+int openat_object(int dirfd, const char *name)
 {
     for (;;) {
-        int fd = ::openat(dirfd, name, without_atime(flags));
-        if (fd < 0 && errno == EPERM)
-            fd = ::openat(dirfd, name, flags);
+        const int fd = ::openat(dirfd, name, O_PATH | O_NOFOLLOW | O_CLOEXEC);
         if (fd < 0 && errno == EINTR)
             continue;
         return fd;
     }
+}
+
+// Opens again, for reading, the very object that the O_PATH descriptor
+// object names, without resolving any path a second time: a folder through
+// its own ".", a regular file through the process's descriptor table (a
+// pipe or device swapped in at the path meanwhile is never reached).
+int reopen_for_reading(int object, mode_t type, bool keep_access_time)
+{
+    const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | (keep_access_time ? O_NOATIME : 0);
+    char descriptor_path[32];
+    if (type != S_IFDIR)
+        std::snprintf(descriptor_path, sizeof descriptor_path, "/proc/self/fd/%d", object);
+    for (;;) {
+        const int fd = type == S_IFDIR ? ::openat(object, ".", flags | O_DIRECTORY) : ::open(descriptor_path, flags);
+        if (fd < 0 && errno == EINTR)
+            continue;
+        return fd;
+    }
+}
+
+// Whether reading through fd leaves access times as they are whatever the
+// open flags: a read-only mount, or one that records no access times.
+bool mount_keeps_access_times(int fd, mode_t type)
+{
+    struct statfs mount = {};
+    if (::fstatfs(fd, &mount) != 0)
+        return false;
+    const unsigned long keeping = ST_RDONLY | ST_NOATIME | (type == S_IFDIR ? ST_NODIRATIME : 0);
+    return (mount.f_flags & keeping) != 0;
 }
 
 // Whether this kernel lets the process resolve beneath a root: openat2
@@ -137,21 +159,23 @@ std::optional<QByteArray> EvidenceRoot::relative_path(const QString &full_path) 
     return relative;
 }
 
-UniqueFd EvidenceRoot::open_beneath(QByteArrayView relative, int flags, Links links) const
+UniqueFd EvidenceRoot::open_beneath(QByteArrayView relative, Links links) const
 {
     if (!root_.valid() || relative.contains('\0'))
         return UniqueFd();
-    flags |= O_NOFOLLOW | O_CLOEXEC;
-    if (resolution_ == Resolution::ComponentWalk)
-        return walk_beneath(relative, flags, links);
+    // The kernel refuses a path at or past its length limit in one lookup;
+    // such a path is walked component by component instead, so that a row
+    // never depends on which way this machine resolves.
+    if (resolution_ == Resolution::ComponentWalk || relative.size() >= PATH_MAX)
+        return walk_beneath(relative, links);
     QByteArray path = relative.isEmpty() ? QByteArray(".") : relative.toByteArray();
     std::uint64_t resolve = RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS;
     if (links == Links::Refused)
         resolve |= RESOLVE_NO_SYMLINKS;
-    return UniqueFd(openat2_without_atime(root_.get(), path.constData(), flags, resolve));
+    return UniqueFd(openat2_object(root_.get(), path.constData(), resolve));
 }
 
-UniqueFd EvidenceRoot::walk_beneath(QByteArrayView relative, int flags, Links links) const
+UniqueFd EvidenceRoot::walk_beneath(QByteArrayView relative, Links links) const
 {
     // Every folder passed on the way down stays open, so ".." goes back up
     // by what was opened, never by asking the file system for a parent
@@ -176,9 +200,9 @@ UniqueFd EvidenceRoot::walk_beneath(QByteArrayView relative, int flags, Links li
         }
         const int folder = folders.back().get();
         if (pending.empty())
-            return UniqueFd(openat_without_atime(folder, name.constData(), flags));
+            return UniqueFd(openat_object(folder, name.constData()));
 
-        UniqueFd step(::openat(folder, name.constData(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        UniqueFd step(openat_object(folder, name.constData()));
         struct stat status = {};
         if (!step || ::fstat(step.get(), &status) != 0)
             return UniqueFd();
@@ -197,12 +221,12 @@ UniqueFd EvidenceRoot::walk_beneath(QByteArrayView relative, int flags, Links li
         append_components(pending, *target);
     }
     // The path named a folder on the way ("", ".", "a/.."): open that one.
-    return UniqueFd(openat_without_atime(folders.back().get(), ".", flags));
+    return UniqueFd(openat_object(folders.back().get(), "."));
 }
 
 UniqueFd EvidenceRoot::open_object(QByteArrayView relative, Links links) const
 {
-    return open_beneath(relative, O_PATH, links);
+    return open_beneath(relative, links);
 }
 
 std::optional<struct statx> EvidenceRoot::look_at(QByteArrayView relative, Links links) const
@@ -230,22 +254,32 @@ std::optional<EvidenceRoot::LookedObject> EvidenceRoot::look_and_open(QByteArray
     const mode_t type = looked.status.stx_mode & S_IFMT;
     if (!(looked.status.stx_mask & STATX_TYPE) || (type != S_IFREG && type != S_IFDIR))
         return looked;
-    // Between the look and the opening the path may have been changed to
-    // name something else: only the object that was looked at will do.
-    UniqueFd opened = open_beneath(relative, (type == S_IFDIR ? O_DIRECTORY : 0) | O_RDONLY | O_NONBLOCK | O_NOCTTY,
-                                   links);
+    // The path may name something else by now: the object looked at is
+    // opened through its own descriptor, never looked up again.
+    UniqueFd opened(reopen_for_reading(object.get(), type, true));
+    looked.readable = opened.valid();
+    if (!opened && errno == EPERM) {
+        // The kernel keeps access times only for an owner or a privileged
+        // examiner. Opened all the same, the object still gives its
+        // attributes, which move no access time; its bytes and entries are
+        // read only where the mount itself keeps access times.
+        opened.reset(reopen_for_reading(object.get(), type, false));
+        looked.readable = opened && mount_keeps_access_times(opened.get(), type);
+    }
     struct stat status = {};
     if (opened && ::fstat(opened.get(), &status) == 0 && (status.st_mode & S_IFMT) == type
         && status.st_dev == makedev(looked.status.stx_dev_major, looked.status.stx_dev_minor)
         && status.st_ino == looked.status.stx_ino)
         looked.opened = std::move(opened);
+    else
+        looked.readable = false;
     return looked;
 }
 
 UniqueFd EvidenceRoot::open_typed(QByteArrayView relative, mode_t type, Links links) const
 {
     std::optional<LookedObject> looked = look_and_open(relative, links);
-    if (!looked || (looked->status.stx_mode & S_IFMT) != type)
+    if (!looked || (looked->status.stx_mode & S_IFMT) != type || !looked->readable)
         return UniqueFd();
     return std::move(looked->opened);
 }

@@ -19,6 +19,9 @@
 // as itself. Files are opened read-only, without blocking and without
 // moving their access time; only regular files and folders are opened for
 // reading, so a pipe, socket or device is never opened for reading at all.
+// Where the kernel won't keep an access time (an examiner who does not own
+// the file, on a mount that records access times), nothing is read: only
+// the object's facts and attributes are given.
 class EvidenceRoot
 {
 public:
@@ -53,11 +56,14 @@ public:
     std::optional<struct statx> look_at(QByteArrayView relative, Links links = Links::InsideRoot) const;
 
     // An object looked at and, when it is a regular file or a folder, that
-    // very object opened for reading (invalid for anything else).
+    // very object opened (invalid for anything else), for its attributes;
+    // readable tells whether its bytes or entries may also be read through
+    // it without moving its access time.
     struct LookedObject
     {
         struct statx status;
         UniqueFd opened;
+        bool readable = false;
     };
     // One look that serves both the object's facts and the reading of its
     // content or attributes; nullopt when it cannot be reached.
@@ -67,10 +73,12 @@ public:
     UniqueFd open_object(QByteArrayView relative, Links links = Links::InsideRoot) const;
 
     // A regular file opened for reading; invalid for anything else (a
-    // link, folder, pipe, socket or device) and for what cannot be reached.
+    // link, folder, pipe, socket or device), for what cannot be reached and
+    // for what can't be read without moving its access time.
     UniqueFd open_regular_file(QByteArrayView relative, Links links = Links::InsideRoot) const;
 
-    // A folder opened for listing; invalid for anything else.
+    // A folder opened for listing; invalid for anything else, and where
+    // listing it would move its access time.
     UniqueFd open_directory(QByteArrayView relative, Links links = Links::InsideRoot) const;
 
     // The whole content of a regular file of at most max_size bytes;
@@ -93,9 +101,9 @@ public:
     static void force_component_walk(bool forced);
 
 private:
-    // Resolves relative beneath the root with the given open flags.
-    UniqueFd open_beneath(QByteArrayView relative, int flags, Links links) const;
-    UniqueFd walk_beneath(QByteArrayView relative, int flags, Links links) const;
+    // Looks relative up beneath the root (an O_PATH descriptor).
+    UniqueFd open_beneath(QByteArrayView relative, Links links) const;
+    UniqueFd walk_beneath(QByteArrayView relative, Links links) const;
     // The object opened for reading when it is of the wanted type (S_IFREG
     // or S_IFDIR); invalid for anything else.
     UniqueFd open_typed(QByteArrayView relative, mode_t type, Links links) const;

@@ -268,7 +268,8 @@ std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path
         return nullptr;
     FileFacts facts = file_facts_from(looked->status);
     UniqueFd attribute_source = std::move(looked->opened);
-    std::unique_ptr<FileContent> content = content_ && facts.is_regular_file && attribute_source
+    // Content is read only where reading moves no access time.
+    std::unique_ptr<FileContent> content = content_ && facts.is_regular_file && attribute_source && looked->readable
         ? content_->content_of(path, attribute_source.get())
         : nullptr;
     return std::make_unique<FileMetadataItem>(*type_identity_, path, std::move(facts),
