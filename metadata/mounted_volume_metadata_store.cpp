@@ -1,5 +1,6 @@
 #include "metadata_store.h"
 
+#include "evidence/host_folder_volume.h"
 #include "file/file_metadata_store.h"
 #include "importers/content_import_source.h"
 #include "spotlight_index/spotlight_index_store.h"
@@ -14,11 +15,13 @@
 // beside the worker.
 std::unique_ptr<MetadataStore> create_platform_metadata_store(const QString &volume_root)
 {
-    auto files = std::make_unique<FileMetadataStore>(volume_root, ContentImportSource::beside_worker());
-    std::unique_ptr<SpotlightVolumeIndex> index = SpotlightVolumeIndex::read(volume_root);
+    // One volume, opened once, serves every supplier of the run.
+    const auto volume = std::make_shared<const HostFolderVolume>(volume_root);
+    auto files = std::make_unique<FileMetadataStore>(volume, ContentImportSource::beside_worker());
+    std::unique_ptr<SpotlightVolumeIndex> index = SpotlightVolumeIndex::read(*volume);
     if (!index)
         return files;
     // The index store owns the index and outlives the file store it holds.
     files->type_identity().set_kind_names(std::make_shared<IndexKindNames>(*index));
-    return std::make_unique<SpotlightIndexStore>(volume_root, std::move(index), std::move(files));
+    return std::make_unique<SpotlightIndexStore>(volume, std::move(index), std::move(files));
 }

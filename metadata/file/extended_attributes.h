@@ -1,7 +1,7 @@
 #ifndef EXTENDED_ATTRIBUTES_H
 #define EXTENDED_ATTRIBUTES_H
 
-#include "evidence/unique_fd.h"
+#include "evidence/evidence_volume.h"
 
 #include <QByteArray>
 #include <QByteArrayView>
@@ -10,17 +10,16 @@
 #include <utility>
 #include <vector>
 
-// The extended attributes of one file-system object, read through a
-// descriptor the evidence root opened: only regular files and folders are
-// opened, so links, pipes, sockets and devices have none. The names are
-// listed once, when the object is looked at; contents are read only when
-// asked for.
+// The extended attributes of one object of the evidence volume: only
+// regular files and folders are opened, so links, pipes, sockets and
+// devices have none. The names are listed once, when the object is looked
+// at; contents are read only when asked for.
 class ExtendedAttributes
 {
 public:
-    // Lists the names of the attributes of the open object; an invalid
-    // descriptor, or one whose attributes cannot be listed, has none.
-    explicit ExtendedAttributes(UniqueFd object);
+    // Lists the names of the attributes of object, which must outlive
+    // this; no object, or one whose attributes cannot be listed, has none.
+    explicit ExtendedAttributes(const EvidenceObject *object);
 
     // Whether the object has an attribute of that name.
     bool contains(QByteArrayView name) const;
@@ -34,7 +33,7 @@ public:
     std::optional<QByteArray> read(QByteArrayView name) const;
 
 private:
-    UniqueFd object_;
+    const EvidenceObject *object_;
     QByteArray names; // each name followed by a zero byte, as listed
     // Where each name lies in names, found once: a run asks every file
     // about every key.

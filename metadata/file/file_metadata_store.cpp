@@ -1,7 +1,8 @@
 #include "file_metadata_store.h"
 
 #include "extended_attributes.h"
-#include "file_facts.h"
+#include "evidence/file_facts.h"
+#include "evidence/host_folder_volume.h"
 #include "property_list_value.h"
 #include "importers/file_content.h"
 #include "type_identity/type_identity.h"
@@ -23,9 +24,9 @@ constexpr QByteArrayView metadata_prefix = "com.apple.metadata:";
 class FileMetadataItem : public MetadataItem
 {
 public:
-    FileMetadataItem(const TypeIdentity &type_identity, QString path, FileFacts facts, UniqueFd attribute_source,
+    FileMetadataItem(const TypeIdentity &type_identity, QString path, std::unique_ptr<EvidenceObject> object,
                      std::unique_ptr<FileContent> content)
-        : path(std::move(path)), facts(std::move(facts)), attributes(std::move(attribute_source)),
+        : path(std::move(path)), object(std::move(object)), facts(this->object->facts()), attributes(this->object.get()),
           content(std::move(content)),
           identity(type_identity, this->path, name().text, this->facts,
                    [this](QByteArrayView name) { return read_macos_attribute(name); })
@@ -59,9 +60,10 @@ private:
     MetadataValue where_froms() const;
 
     const QString path;
-    const FileFacts facts;
+    // The object looked at; the attributes and content read through it.
+    const std::unique_ptr<EvidenceObject> object;
+    const FileFacts &facts;
     const ExtendedAttributes attributes;
-    // Reads through the attributes' descriptor, so it goes first.
     const std::unique_ptr<FileContent> content;
     // What the file is: type, kind, Finder information.
     const TypeIdentityItem identity;
@@ -249,7 +251,13 @@ MetadataValue FileMetadataItem::where_froms() const
 } // namespace
 
 FileMetadataStore::FileMetadataStore(const QString &volume_root, std::unique_ptr<FileContentSource> content)
-    : root_(volume_root), content_(std::move(content)), type_identity_(std::make_unique<TypeIdentity>(root_))
+    : FileMetadataStore(std::make_shared<HostFolderVolume>(volume_root), std::move(content))
+{
+}
+
+FileMetadataStore::FileMetadataStore(std::shared_ptr<const EvidenceVolume> volume,
+                                     std::unique_ptr<FileContentSource> content)
+    : volume_(std::move(volume)), content_(std::move(content)), type_identity_(std::make_unique<TypeIdentity>(*volume_))
 {
 }
 
@@ -258,20 +266,17 @@ FileMetadataStore::~FileMetadataStore() = default;
 std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path)
 {
     // A path with a zero byte would be read only up to it: a different file.
-    const std::optional<QByteArray> relative = root_.relative_path(path);
+    const std::optional<QByteArray> relative = volume_->relative_path(path);
     if (path.isEmpty() || !relative)
         return nullptr;
     // Attributes are read from regular files and folders only; a link's row
     // describes the link, and pipes, sockets and devices are never opened.
-    std::optional<EvidenceRoot::LookedObject> looked = root_.look_and_open(*relative);
-    if (!looked)
+    std::unique_ptr<EvidenceObject> object = volume_->open(*relative);
+    if (!object)
         return nullptr;
-    FileFacts facts = file_facts_from(looked->status);
-    UniqueFd attribute_source = std::move(looked->opened);
     // Content is read only where reading moves no access time.
-    std::unique_ptr<FileContent> content = content_ && facts.is_regular_file && attribute_source && looked->readable
-        ? content_->content_of(path, attribute_source.get())
-        : nullptr;
-    return std::make_unique<FileMetadataItem>(*type_identity_, path, std::move(facts),
-                                              std::move(attribute_source), std::move(content));
+    const int content_descriptor = object->content_descriptor();
+    std::unique_ptr<FileContent> content =
+        content_ && content_descriptor >= 0 ? content_->content_of(path, content_descriptor) : nullptr;
+    return std::make_unique<FileMetadataItem>(*type_identity_, path, std::move(object), std::move(content));
 }

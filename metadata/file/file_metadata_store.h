@@ -1,7 +1,7 @@
 #ifndef FILE_METADATA_STORE_H
 #define FILE_METADATA_STORE_H
 
-#include "evidence/evidence_root.h"
+#include "evidence/evidence_volume.h"
 #include "importers/file_content.h"
 #include "metadata_store.h"
 
@@ -26,6 +26,9 @@ public:
     // content read through content where one is given.
     explicit FileMetadataStore(const QString &volume_root = QString(),
                                std::unique_ptr<FileContentSource> content = nullptr);
+    // The files of volume, shared with the run's other suppliers.
+    explicit FileMetadataStore(std::shared_ptr<const EvidenceVolume> volume,
+                               std::unique_ptr<FileContentSource> content = nullptr);
     ~FileMetadataStore() override;
 
     // The supplier of type and Finder facts, for wiring its kind texts.
@@ -37,7 +40,7 @@ public:
     std::unique_ptr<MetadataItem> create_item(const QString &path) override;
 
 private:
-    EvidenceRoot root_;
+    std::shared_ptr<const EvidenceVolume> volume_;
     std::unique_ptr<FileContentSource> content_;
     std::unique_ptr<TypeIdentity> type_identity_;
 };

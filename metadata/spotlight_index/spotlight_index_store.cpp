@@ -2,6 +2,8 @@
 
 #include "spotlight_volume_index.h"
 
+#include "evidence/host_folder_volume.h"
+
 namespace {
 
 class SpotlightIndexItem : public MetadataItem
@@ -38,7 +40,14 @@ private:
 
 SpotlightIndexStore::SpotlightIndexStore(const QString &volume_root, std::unique_ptr<SpotlightVolumeIndex> index,
                                          std::unique_ptr<MetadataStore> fallback)
-    : volume_root_(volume_root), evidence_(volume_root), index_(std::move(index)), fallback_(std::move(fallback))
+    : SpotlightIndexStore(std::make_shared<HostFolderVolume>(volume_root), std::move(index), std::move(fallback))
+{
+}
+
+SpotlightIndexStore::SpotlightIndexStore(std::shared_ptr<const EvidenceVolume> volume,
+                                         std::unique_ptr<SpotlightVolumeIndex> index,
+                                         std::unique_ptr<MetadataStore> fallback)
+    : volume_(std::move(volume)), index_(std::move(index)), fallback_(std::move(fallback))
 {
 }
 
@@ -56,19 +65,19 @@ std::unique_ptr<MetadataStore> SpotlightIndexStore::wrap(const QString &volume_r
 std::unique_ptr<MetadataItem> SpotlightIndexStore::create_item(const QString &path)
 {
     // Nothing outside the volume is a file of it, whoever else might answer.
-    const std::optional<QByteArray> on_volume = evidence_.relative_path(path);
+    const std::optional<QByteArray> on_volume = volume_->relative_path(path);
     if (!on_volume)
         return nullptr;
     // Files the index lacks go to the file store, which looks them up itself.
     const auto from_files = [this, &path] { return fallback_ ? fallback_->create_item(path) : nullptr; };
 
     // A file's path is the volume root directly followed by its path on the volume.
-    auto record = index_->record(path.mid(volume_root_.size()));
+    auto record = index_->record(path.mid(volume_->volume_root().size()));
     if (!record)
         return from_files();
     // The index outlives the files it describes: a deleted file's values
     // are no metadata of anything the volume still holds.
-    if (!evidence_.look_at(*on_volume))
+    if (!volume_->look_at(*on_volume))
         return nullptr;
     return std::make_unique<SpotlightIndexItem>(std::move(*record), fallback_.get(), path);
 }

@@ -1,7 +1,7 @@
 #ifndef SPOTLIGHT_INDEX_STORE_H
 #define SPOTLIGHT_INDEX_STORE_H
 
-#include "evidence/evidence_root.h"
+#include "evidence/evidence_volume.h"
 #include "metadata_store.h"
 
 #include <QString>
@@ -19,6 +19,9 @@ class SpotlightIndexStore : public MetadataStore
 public:
     SpotlightIndexStore(const QString &volume_root, std::unique_ptr<SpotlightVolumeIndex> index,
                         std::unique_ptr<MetadataStore> fallback);
+    // The same over volume, shared with the run's other suppliers.
+    SpotlightIndexStore(std::shared_ptr<const EvidenceVolume> volume, std::unique_ptr<SpotlightVolumeIndex> index,
+                        std::unique_ptr<MetadataStore> fallback);
     ~SpotlightIndexStore() override;
 
     // Reads the index of the volume at volume_root once; when there is none
@@ -28,8 +31,7 @@ public:
     std::unique_ptr<MetadataItem> create_item(const QString &path) override;
 
 private:
-    QString volume_root_;
-    EvidenceRoot evidence_;
+    std::shared_ptr<const EvidenceVolume> volume_;
     std::unique_ptr<SpotlightVolumeIndex> index_;
     std::unique_ptr<MetadataStore> fallback_;
 };

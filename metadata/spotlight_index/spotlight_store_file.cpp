@@ -3,15 +3,13 @@
 #include "spotlight_bytes.h"
 #include "spotlight_string_maps.h"
 
-#include "evidence/evidence_root.h"
+#include "evidence/host_folder_volume.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QThread>
 #include <QtConcurrent/QtConcurrentMap>
 
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <lz4.h>
 #include <zlib.h>
@@ -47,72 +45,50 @@ constexpr qint64 max_block_map_size = 64 * 1024 * 1024;
 constexpr int page_cache_size = 8;
 constexpr qint64 max_batch_contents = 64 * 1024 * 1024;
 
-// A store file read by pread on its own descriptor, so nothing is read
-// ahead of what a page needs. Where the file has holes, the ranges of
-// stored data are learnt once, so that pages listed in a hole are known
-// to be damage without reading their zeros.
-class DescriptorSource : public SpotlightByteSource
+// A store file read where a page asks, so nothing is read ahead of what
+// a page needs. Where the file has holes, the ranges of stored data are
+// learnt once, so that pages listed in a hole are known to be damage
+// without reading their zeros.
+class ObjectSource : public SpotlightByteSource
 {
 public:
-    explicit DescriptorSource(UniqueFd file) : file_(std::move(file))
+    explicit ObjectSource(std::unique_ptr<EvidenceObject> file)
+        : file_(std::move(file)), size_(qint64(file_->facts().size.value_or(0)))
     {
-        struct stat status = {};
-        if (::fstat(file_.get(), &status) == 0)
-            size_ = status.st_size;
     }
     qint64 size() const override { return size_; }
     QByteArray read(qint64 offset, qint64 length) override
     {
         if (offset < 0 || length <= 0 || offset >= size_)
             return QByteArray();
-        return EvidenceRoot::read_at(file_, offset, qMin(length, size_ - offset));
+        return file_->read_at(offset, qMin(length, size_ - offset));
     }
     bool holds_data(qint64 offset, qint64 length) override
     {
         if (offset < 0 || length < 0 || length > size_ - offset)
             return false;
-        if (!extents_learnt_)
-            learn_extents();
-        if (extents_.empty())
-            return true; // the file system tells of no holes
-        // The last extent starting at or before offset must cover the range.
-        auto after = std::upper_bound(extents_.begin(), extents_.end(), offset,
-                                      [](qint64 at, const std::pair<qint64, qint64> &e) { return at < e.first; });
-        if (after == extents_.begin())
+        if (!ranges_learnt_) {
+            ranges_learnt_ = true;
+            // A file cut into more pieces than this is treated as holding data throughout.
+            ranges_ = file_->data_ranges(max_data_ranges);
+        }
+        if (!ranges_)
+            return true; // the volume tells of no holes
+        // The last range starting at or before offset must cover the range.
+        auto after = std::upper_bound(ranges_->begin(), ranges_->end(), offset,
+                                      [](qint64 at, const std::pair<qint64, qint64> &r) { return at < r.first; });
+        if (after == ranges_->begin())
             return false;
         --after;
         return offset + length <= after->second;
     }
 
 private:
-    void learn_extents()
-    {
-        extents_learnt_ = true;
-        std::vector<std::pair<qint64, qint64>> extents;
-        qint64 at = 0;
-        // A file cut into more pieces than this is treated as holding data throughout.
-        for (int i = 0; i < max_data_extents && at < size_; ++i) {
-            const off_t data = ::lseek(file_.get(), off_t(at), SEEK_DATA);
-            if (data < 0)
-                break; // ENXIO: only a hole is left; anything else: no knowledge
-            const off_t hole = ::lseek(file_.get(), data, SEEK_HOLE);
-            if (hole < 0)
-                return;
-            extents.emplace_back(qint64(data), qint64(hole));
-            at = hole;
-            if (i + 1 == max_data_extents && at < size_)
-                return;
-        }
-        extents_ = std::move(extents);
-        if (extents_.empty())
-            extents_.emplace_back(0, 0); // all of it a hole
-    }
-
-    static constexpr int max_data_extents = 65536;
-    UniqueFd file_;
-    qint64 size_ = 0;
-    bool extents_learnt_ = false;
-    std::vector<std::pair<qint64, qint64>> extents_; // [start, end) of stored data
+    static constexpr int max_data_ranges = 65536;
+    const std::unique_ptr<EvidenceObject> file_;
+    const qint64 size_;
+    bool ranges_learnt_ = false;
+    std::optional<std::vector<std::pair<qint64, qint64>>> ranges_; // [start, end) of stored data
 };
 
 class MemorySource : public SpotlightByteSource
@@ -211,11 +187,11 @@ struct SpotlightStoreFile::PageHeader
     quint32 decompressed_size = 0; // of compressed pages: with the page header
 };
 
-std::unique_ptr<SpotlightByteSource> SpotlightByteSource::from_descriptor(UniqueFd file)
+std::unique_ptr<SpotlightByteSource> SpotlightByteSource::from_object(std::unique_ptr<EvidenceObject> file)
 {
     if (!file)
         return nullptr;
-    return std::make_unique<DescriptorSource>(std::move(file));
+    return std::make_unique<ObjectSource>(std::move(file));
 }
 
 std::unique_ptr<SpotlightByteSource> SpotlightByteSource::from_bytes(QByteArray bytes)
@@ -226,7 +202,7 @@ std::unique_ptr<SpotlightByteSource> SpotlightByteSource::from_bytes(QByteArray 
 SpotlightStoreFile::SpotlightStoreFile(std::unique_ptr<SpotlightByteSource> source) : source_(std::move(source)) {}
 
 std::unique_ptr<SpotlightStoreFile> SpotlightStoreFile::open(std::unique_ptr<SpotlightByteSource> source,
-                                                             const EvidenceRoot *root,
+                                                             const EvidenceVolume *root,
                                                              const QByteArray &string_map_folder)
 {
     if (!source)
@@ -240,13 +216,13 @@ std::unique_ptr<SpotlightStoreFile> SpotlightStoreFile::open(std::unique_ptr<Spo
 std::unique_ptr<SpotlightStoreFile> SpotlightStoreFile::open_file(const QString &path)
 {
     const QFileInfo file(path);
-    const EvidenceRoot folder(file.absolutePath());
+    const HostFolderVolume folder(file.absolutePath());
     const QByteArray name = QFile::encodeName(file.fileName());
-    return open(SpotlightByteSource::from_descriptor(folder.open_regular_file(name, EvidenceRoot::Links::Refused)),
+    return open(SpotlightByteSource::from_object(folder.open_regular_file(name, EvidenceVolume::Links::Refused)),
                 &folder, QByteArray());
 }
 
-bool SpotlightStoreFile::read_header(const EvidenceRoot *root, const QByteArray &string_map_folder)
+bool SpotlightStoreFile::read_header(const EvidenceVolume *root, const QByteArray &string_map_folder)
 {
     const QByteArray header = source_->read(0, store_header_size);
     if (header.size() < store_header_size || !header.startsWith("8tsd"))

@@ -1,7 +1,7 @@
 #ifndef SPOTLIGHT_STORE_FILE_H
 #define SPOTLIGHT_STORE_FILE_H
 
-#include "evidence/unique_fd.h"
+#include "evidence/evidence_volume.h"
 #include "spotlight_item_record.h"
 #include "spotlight_record.h"
 #include "spotlight_tables.h"
@@ -17,8 +17,6 @@
 #include <utility>
 #include <vector>
 
-class EvidenceRoot;
-
 // Where a store's bytes come from: the file on the volume, or memory.
 class SpotlightByteSource
 {
@@ -31,8 +29,8 @@ public:
     // sparse file holds only zeros, which no page of a real store is.
     virtual bool holds_data(qint64 offset, qint64 length) { return offset >= 0 && length <= size() - offset; }
 
-    // A regular file opened through the evidence root, read by pread.
-    static std::unique_ptr<SpotlightByteSource> from_descriptor(UniqueFd file);
+    // A regular file of the evidence volume.
+    static std::unique_ptr<SpotlightByteSource> from_object(std::unique_ptr<EvidenceObject> file);
     static std::unique_ptr<SpotlightByteSource> from_bytes(QByteArray bytes);
 };
 
@@ -78,7 +76,7 @@ public:
     // store's own table pages. Nothing when the source is no store or has
     // no attribute table.
     static std::unique_ptr<SpotlightStoreFile> open(std::unique_ptr<SpotlightByteSource> source,
-                                                    const EvidenceRoot *root = nullptr,
+                                                    const EvidenceVolume *root = nullptr,
                                                     const QByteArray &string_map_folder = QByteArray());
     // A store file on disk, with the string maps beside it; the file and
     // the maps are opened as regular files only, never through a link.
@@ -105,7 +103,7 @@ private:
     enum class PageState { Read, Skipped, Damaged };
     struct PageHeader;
 
-    bool read_header(const EvidenceRoot *root, const QByteArray &string_map_folder);
+    bool read_header(const EvidenceVolume *root, const QByteArray &string_map_folder);
     void read_table_page(qint64 offset, const std::function<bool(SpotlightByteReader &)> &add_entry);
     // A page's payload as stored, before decompression.
     struct FetchedPage

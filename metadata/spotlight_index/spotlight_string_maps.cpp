@@ -3,7 +3,7 @@
 #include "spotlight_bytes.h"
 #include "spotlight_tables.h"
 
-#include "evidence/evidence_root.h"
+#include "evidence/evidence_volume.h"
 
 namespace {
 
@@ -42,7 +42,7 @@ std::optional<SpotlightStringMap> SpotlightStringMap::from_bytes(const QByteArra
     return map;
 }
 
-std::optional<SpotlightStringMap> SpotlightStringMap::read(const EvidenceRoot &root, const QByteArray &store_folder,
+std::optional<SpotlightStringMap> SpotlightStringMap::read(const EvidenceVolume &root, const QByteArray &store_folder,
                                                           int number)
 {
     QByteArray base = store_folder;
@@ -50,7 +50,7 @@ std::optional<SpotlightStringMap> SpotlightStringMap::read(const EvidenceRoot &r
         base += '/';
     base += "dbStr-" + QByteArray::number(number) + ".map.";
     const auto read_file = [&root, &base](const char *suffix, qint64 max_size) {
-        return root.read_small_file(base + suffix, max_size, EvidenceRoot::Links::Refused);
+        return root.read_small_file(base + suffix, max_size, EvidenceVolume::Links::Refused);
     };
     const auto header = read_file("header", max_header_size);
     const auto offsets = header ? read_file("offsets", max_offsets_size) : std::nullopt;
@@ -76,7 +76,7 @@ std::optional<QByteArray> SpotlightStringMap::entry(quint32 number) const
     return QByteArray(bytes, qsizetype(length));
 }
 
-bool spotlight_read_string_map_tables(const EvidenceRoot &root, const QByteArray &store_folder,
+bool spotlight_read_string_map_tables(const EvidenceVolume &root, const QByteArray &store_folder,
                                       SpotlightTables &tables)
 {
     bool read_any = false;

@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-class EvidenceRoot;
+class EvidenceVolume;
 class SpotlightTables;
 
 // One external string map of a store (dbStr-N.map.header, .offsets, .data;
@@ -23,7 +23,7 @@ public:
     // Reads dbStr-<number>.map.* of a store folder beneath the evidence
     // root, as regular files and through no link; nothing when a file is
     // missing, too large, no regular file or not a string map.
-    static std::optional<SpotlightStringMap> read(const EvidenceRoot &root, const QByteArray &store_folder,
+    static std::optional<SpotlightStringMap> read(const EvidenceVolume &root, const QByteArray &store_folder,
                                                   int number);
 
     quint32 size() const { return quint32(offsets_.size()); }
@@ -39,7 +39,7 @@ private:
 // Fills the tables a store's pages lack from the string maps beside it:
 // 1 attribute names, 2 categories, 4 category lists, 5 localized category
 // lists. Returns whether any map was read.
-bool spotlight_read_string_map_tables(const EvidenceRoot &root, const QByteArray &store_folder,
+bool spotlight_read_string_map_tables(const EvidenceVolume &root, const QByteArray &store_folder,
                                       SpotlightTables &tables);
 
 #endif // SPOTLIGHT_STRING_MAPS_H

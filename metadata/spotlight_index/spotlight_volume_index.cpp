@@ -1,6 +1,6 @@
 #include "spotlight_volume_index.h"
 
-#include "evidence/evidence_root.h"
+#include "evidence/host_folder_volume.h"
 
 #include <QHashFunctions>
 
@@ -66,11 +66,15 @@ size_t table_size_for(size_t count)
 
 std::unique_ptr<SpotlightVolumeIndex> SpotlightVolumeIndex::read(const QString &volume_root)
 {
+    return read(HostFolderVolume(volume_root));
+}
+
+std::unique_ptr<SpotlightVolumeIndex> SpotlightVolumeIndex::read(const EvidenceVolume &root)
+{
     // Only the volume's own index counts: a link anywhere on the way (the
     // index folder, a store folder, a store file, a string map) could make
     // an index of the examining machine answer for the evidence.
-    const EvidenceRoot root(volume_root);
-    constexpr auto refused = EvidenceRoot::Links::Refused;
+    constexpr auto refused = EvidenceVolume::Links::Refused;
     const QByteArray stores_folder = ".Spotlight-V100/Store-V2/";
     std::optional<QList<QByteArray>> folders = root.list_directory(stores_folder, max_store_folders, refused);
     if (!folders)
@@ -80,10 +84,10 @@ std::unique_ptr<SpotlightVolumeIndex> SpotlightVolumeIndex::read(const QString &
     for (const QByteArray &folder : *folders) {
         const QByteArray store_folder = stores_folder + folder;
         for (const char *name : {"/store.db", "/.store.db"}) {
-            UniqueFd file = root.open_regular_file(store_folder + name, refused);
+            std::unique_ptr<EvidenceObject> file = root.open_regular_file(store_folder + name, refused);
             if (!file)
                 continue;
-            if (auto store = SpotlightStoreFile::open(SpotlightByteSource::from_descriptor(std::move(file)), &root,
+            if (auto store = SpotlightStoreFile::open(SpotlightByteSource::from_object(std::move(file)), &root,
                                                       store_folder))
                 stores.push_back(std::move(store));
         }
@@ -130,7 +134,7 @@ size_t SpotlightVolumeIndex::child_slot(quint64 parent, QByteArrayView name) con
 void SpotlightVolumeIndex::add_store(std::unique_ptr<SpotlightStoreFile> store)
 {
     const quint32 number = quint32(stores_.size());
-    summaries_.push_back(store->scan([this, number](const SpotlightScannedItem &scanned) {
+    store->scan([this, number](const SpotlightScannedItem &scanned) {
         if (items_.size() >= max_items)
             return;
         Item item;
@@ -143,7 +147,7 @@ void SpotlightVolumeIndex::add_store(std::unique_ptr<SpotlightStoreFile> store)
         append_composed(scanned.file_name, names_);
         item.name_size = quint32(qint64(names_.size()) - item.name_start);
         items_.push_back(item);
-    }));
+    });
     stores_.push_back(std::move(store));
     tables_built_ = false;
 }

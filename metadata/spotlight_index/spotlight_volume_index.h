@@ -23,6 +23,7 @@ class SpotlightVolumeIndex
 public:
     // Nothing when the volume has no index that can be read.
     static std::unique_ptr<SpotlightVolumeIndex> read(const QString &volume_root);
+    static std::unique_ptr<SpotlightVolumeIndex> read(const EvidenceVolume &volume);
     // The given store files, in order, as one index (for tests and tools).
     static std::unique_ptr<SpotlightVolumeIndex> from_stores(std::vector<std::unique_ptr<SpotlightStoreFile>> stores);
 
@@ -42,7 +43,6 @@ public:
     bool is_empty() const { return items_.empty(); }
     // The items of the volume: one for every identifier any store holds.
     qsizetype item_count();
-    const std::vector<SpotlightScanSummary> &summaries() const { return summaries_; }
 
     // The volume root's identifier: HFS+ and APFS both give the root folder 2.
     static constexpr quint64 root_id = 2;
@@ -86,7 +86,6 @@ private:
     size_t child_slot(quint64 parent, QByteArrayView name) const;
 
     std::vector<std::unique_ptr<SpotlightStoreFile>> stores_;
-    std::vector<SpotlightScanSummary> summaries_;
     // Every copy of every item in the order the stores hold them, until
     // the tables are built; then the copy of each identifier that counts.
     std::vector<Item> items_;

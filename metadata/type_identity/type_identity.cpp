@@ -3,11 +3,7 @@
 #include "kind_names.h"
 
 #include <sys/stat.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 
 namespace {
 
@@ -54,8 +50,8 @@ MetadataValue text_or_null(const QString &text)
 
 } // namespace
 
-TypeIdentity::TypeIdentity(const EvidenceRoot &root)
-    : root_(root)
+TypeIdentity::TypeIdentity(const EvidenceVolume &volume)
+    : volume_(volume)
 {
 }
 
@@ -134,7 +130,7 @@ const std::optional<BundleInfo> &TypeIdentityItem::bundle_info() const
     const ContentType *type = content_type();
     if (!type || !is_folder() || !type->tree.contains(QLatin1String("com.apple.bundle")))
         return *bundle_;
-    const std::optional<QByteArray> relative = identity_.root().relative_path(path_);
+    const std::optional<QByteArray> relative = identity_.volume().relative_path(path_);
     if (!relative)
         return *bundle_;
     QByteArray bundle = *relative;
@@ -143,8 +139,8 @@ const std::optional<BundleInfo> &TypeIdentityItem::bundle_info() const
     for (const char *place : info_plist_places) {
         // Never through a link: a bundle's parts can point anywhere.
         const QByteArray plist_path = bundle.isEmpty() ? QByteArray(place) : bundle + '/' + place;
-        const std::optional<QByteArray> bytes = identity_.root().read_small_file(
-            plist_path, BundleInfo::max_size, EvidenceRoot::Links::Refused);
+        const std::optional<QByteArray> bytes = identity_.volume().read_small_file(
+            plist_path, BundleInfo::max_size, EvidenceVolume::Links::Refused);
         if (!bytes)
             continue;
         *bundle_ = parse_bundle_info(*bytes);
@@ -273,35 +269,12 @@ MetadataValue TypeIdentityItem::node_count() const
 {
     if (!is_folder())
         return MetadataValue::null_value();
-    const std::optional<QByteArray> relative = identity_.root().relative_path(path_);
+    const std::optional<QByteArray> relative = identity_.volume().relative_path(path_);
     if (!relative)
         return MetadataValue::null_value();
-    const UniqueFd folder = identity_.root().open_directory(*relative);
-    if (!folder)
+    const std::unique_ptr<EvidenceObject> folder = identity_.volume().open_directory(*relative);
+    const std::optional<qint64> entries = folder ? folder->entry_count(max_listed_entries) : std::nullopt;
+    if (!entries)
         return MetadataValue::null_value();
-    // Entries are read straight from the descriptor, which stays ours.
-    alignas(8) char buffer[16384];
-    qint64 entries = 0;
-    for (;;) {
-        const long got = ::syscall(SYS_getdents64, folder.get(), buffer, sizeof buffer);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0)
-            return MetadataValue::null_value();
-        if (got == 0)
-            break;
-        for (long at = 0; at < got;) {
-            unsigned short record_length = 0;
-            std::memcpy(&record_length, buffer + at + 16, sizeof record_length);
-            const char *entry_name = buffer + at + 19;
-            if (std::strcmp(entry_name, ".") != 0 && std::strcmp(entry_name, "..") != 0)
-                ++entries;
-            if (record_length == 0)
-                return MetadataValue::null_value();
-            at += record_length;
-        }
-        if (entries > max_listed_entries)
-            return MetadataValue::null_value();
-    }
-    return MetadataValue::from_number(double(entries));
+    return MetadataValue::from_number(double(*entries));
 }

@@ -2,8 +2,8 @@
 #define TYPE_IDENTITY_H
 
 #include "content_type.h"
-#include "evidence/evidence_root.h"
-#include "file/file_facts.h"
+#include "evidence/evidence_volume.h"
+#include "evidence/file_facts.h"
 #include "finder_info.h"
 #include "bundle_info.h"
 #include "metadata_value.h"
@@ -21,12 +21,12 @@ class KindNames;
 // content type, kind and conformance from its name, a bundle's identity
 // from its Info.plist, the Finder's information from com.apple.FinderInfo
 // and the file-system facts a Mac reports (node count, sizes, access).
-// One per store; the volume's files are reached only through its root.
+// One per store; the volume's files are reached only through it.
 class TypeIdentity
 {
 public:
-    // root must outlive this object.
-    explicit TypeIdentity(const EvidenceRoot &root);
+    // volume must outlive this object.
+    explicit TypeIdentity(const EvidenceVolume &volume);
 
     // Whether key is one this supplier answers.
     static bool supplies(const QString &key);
@@ -34,13 +34,13 @@ public:
     // Where kind texts come from before the type table; none by default.
     void set_kind_names(std::shared_ptr<KindNames> kind_names) { kind_names_ = std::move(kind_names); }
 
-    const EvidenceRoot &root() const { return root_; }
+    const EvidenceVolume &volume() const { return volume_; }
     // The English kind of a content type: the volume's own text where it
     // has one, else the table's.
     QString kind_of(const ContentType &type) const;
 
 private:
-    const EvidenceRoot &root_;
+    const EvidenceVolume &volume_;
     std::shared_ptr<KindNames> kind_names_;
 };
 

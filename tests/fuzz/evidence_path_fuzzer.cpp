@@ -1,9 +1,9 @@
 // Resolves arbitrary paths through a small volume whose links point where
 // the input says, by the kernel and by the component walk: whatever either
-// opens must lie beneath the volume root, whatever the links and dot-dots,
-// and both must find the same object, which is also what a look opens.
+// finds must lie beneath the volume root, whatever the links and dot-dots,
+// and both must find the same object, which is also what an open opens.
 
-#include "evidence/evidence_root.h"
+#include "evidence/host_folder_volume.h"
 
 #include <QByteArray>
 #include <QDir>
@@ -11,10 +11,13 @@
 #include <QList>
 #include <QTemporaryDir>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <unistd.h>
+#include <set>
 
 namespace {
 
@@ -35,13 +38,16 @@ struct Volume
     }
 };
 
-// Where an open descriptor really is, as the kernel names it.
-QByteArray location(const UniqueFd &fd)
+// The numbers of every object on the volume, links included, as they are now.
+std::set<std::uint64_t> volume_objects(const QByteArray &root)
 {
-    QByteArray target(4096, '\0');
-    const QByteArray proc = "/proc/self/fd/" + QByteArray::number(fd.get());
-    const ssize_t length = ::readlink(proc.constData(), target.data(), size_t(target.size()));
-    return length > 0 ? target.left(length) : QByteArray();
+    std::set<std::uint64_t> numbers;
+    for (const char *entry : {"", "/a", "/a/b", "/a/b/file", "/l1", "/a/l2", "/a/b/l3"}) {
+        struct stat status = {};
+        if (::lstat((root + entry).constData(), &status) == 0)
+            numbers.insert(status.st_ino);
+    }
+    return numbers;
 }
 
 } // namespace
@@ -58,26 +64,30 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             ::symlink(target.constData(), volume.links[i].constData());
     }
     const QByteArray path = lines.size() > 3 ? lines[3] : QByteArray();
-    for (const auto links : {EvidenceRoot::Links::InsideRoot, EvidenceRoot::Links::Refused}) {
-        QByteArray found[2];
+    const std::set<std::uint64_t> on_volume = volume_objects(volume.root);
+    for (const auto links : {EvidenceVolume::Links::InsideRoot, EvidenceVolume::Links::Refused}) {
+        std::optional<std::uint64_t> found[2];
         for (const bool walk : {false, true}) {
-            EvidenceRoot::force_component_walk(walk);
-            const EvidenceRoot root(QFile::decodeName(volume.root));
-            const UniqueFd object = root.open_object(path, links);
-            if (!object)
+            HostFolderVolume::force_component_walk(walk);
+            const HostFolderVolume root(QFile::decodeName(volume.root));
+            const std::optional<FileFacts> facts = root.look_at(path, links);
+            if (!facts)
                 continue;
-            const QByteArray where = location(object);
-            if (where != volume.root && !where.startsWith(volume.root + "/"))
+            if (!facts->number || !on_volume.count(*facts->number))
                 std::abort(); // resolved outside the volume
-            found[walk] = where;
-            // What one look opens for reading is the object it looked at.
-            const std::optional<EvidenceRoot::LookedObject> looked = root.look_and_open(path, links);
-            if (looked && looked->opened && location(looked->opened) != where)
+            found[walk] = facts->number;
+            // What an open opens for reading is the object it looked at.
+            const std::unique_ptr<EvidenceObject> opened = root.open(path, links);
+            struct stat status = {};
+            if (opened && (opened->facts().number != facts->number
+                           || (opened->content_descriptor() >= 0
+                               && (::fstat(opened->content_descriptor(), &status) != 0
+                                   || status.st_ino != *facts->number))))
                 std::abort();
         }
         if (found[0] != found[1])
             std::abort(); // the walk and the kernel disagree
     }
-    EvidenceRoot::force_component_walk(false);
+    HostFolderVolume::force_component_walk(false);
     return 0;
 }

@@ -1,22 +1,27 @@
-// The one way in to the evidence, tried with real links, pipes and
-// escapes, through both ways of resolving beneath the volume root.
+// A folder of the examining machine as the evidence volume, tried with real
+// links, pipes and escapes, through both ways of resolving beneath its root.
 
-#include "evidence/evidence_root.h"
+#include "evidence/host_folder_volume.h"
 #include "evidence_files.h"
 
 #include <QtTest>
 
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
+#include <sys/statvfs.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <climits>
+#include <cstring>
 #include <thread>
 
-using Links = EvidenceRoot::Links;
-Q_DECLARE_METATYPE(EvidenceRoot::Links)
+using Links = EvidenceVolume::Links;
+Q_DECLARE_METATYPE(EvidenceVolume::Links)
 
 namespace {
 
@@ -43,17 +48,93 @@ bool write_long(const QString &folder, const QByteArray &relative, const QByteAr
     return file && ::write(file.get(), content.constData(), size_t(content.size())) == content.size();
 }
 
+// The one kernel call that fails for the volume under test, and how:
+// "openat2" (EAGAIN spares its probe of the root), "open /proc",
+// "O_NOATIME" (with " on a read-only mount", fstatfs reports one), "statx",
+// "pread", "getdents64", "fgetxattr".
+QString failing_call;
+int failure = 0;
+
+bool fails(const char *call)
+{
+    if (!failing_call.startsWith(QLatin1String(call)))
+        return false;
+    errno = failure;
+    return true;
+}
+
+HostSystemCalls faulty_calls()
+{
+    const HostSystemCalls &kernel = kernel_system_calls();
+    HostSystemCalls calls = kernel;
+    calls.openat2 = [](int folder, const char *path, open_how *how, std::size_t size) -> long {
+        if ((failure != EAGAIN || std::strcmp(path, ".") != 0) && fails("openat2"))
+            return -1;
+        return kernel_system_calls().openat2(folder, path, how, size);
+    };
+    calls.open = [](const char *path, int flags) -> int {
+        if ((QByteArray(path).startsWith("/proc/") && fails("open /proc")) || ((flags & O_NOATIME) && fails("O_NOATIME")))
+            return -1;
+        return kernel_system_calls().open(path, flags);
+    };
+    calls.openat = [](int folder, const char *path, int flags) -> int {
+        if ((flags & O_NOATIME) && fails("O_NOATIME"))
+            return -1;
+        return kernel_system_calls().openat(folder, path, flags);
+    };
+    calls.statx = [](int folder, const char *path, int flags, unsigned int mask, struct statx *status) -> int {
+        return fails("statx") ? -1 : kernel_system_calls().statx(folder, path, flags, mask, status);
+    };
+    calls.fstatfs = [](int fd, struct statfs *status) -> int {
+        const int got = kernel_system_calls().fstatfs(fd, status);
+        if (got == 0 && failing_call.endsWith(QLatin1String("on a read-only mount")))
+            status->f_flags |= ST_RDONLY;
+        return got;
+    };
+    calls.pread = [](int fd, void *buffer, std::size_t size, off_t offset) -> ssize_t {
+        return fails("pread") ? -1 : kernel_system_calls().pread(fd, buffer, size, offset);
+    };
+    calls.getdents64 = [](int fd, void *buffer, std::size_t size) -> long {
+        return fails("getdents64") ? -1 : kernel_system_calls().getdents64(fd, buffer, size);
+    };
+    calls.fgetxattr = [](int fd, const char *name, void *value, std::size_t size) -> ssize_t {
+        return fails("fgetxattr") ? -1 : kernel_system_calls().fgetxattr(fd, name, value, size);
+    };
+    return calls;
+}
+
+// What a volume gives of the object at relative, as the fault table puts it.
+QByteArray described(const EvidenceVolume &volume, const QByteArray &relative)
+{
+    const std::unique_ptr<EvidenceObject> object = volume.open(relative);
+    if (!object)
+        return "nothing";
+    const FileFacts &facts = object->facts();
+    QByteArray text = facts.is_directory ? "folder" : QByteArray::number(qulonglong(facts.size.value_or(0))) + " bytes";
+    if (facts.is_directory) {
+        const auto names = object->entries(10);
+        text += names ? "; " + QByteArray::number(names->size()) + " entries" : "; unlisted";
+    } else {
+        text += "; read: " + object->read_at(0, 100);
+    }
+    return text + "; attribute: " + object->attribute("user.origin").value_or("none");
+}
+
 } // namespace
 
-class tst_evidence_root : public QObject
+class tst_host_folder_volume : public QObject
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void cleanup() { EvidenceRoot::force_component_walk(false); }
+    // The long path is deeper than one call can remove.
+    void cleanupTestCase() { QProcess::execute("rm", {"-rf", dir.path()}); }
+    void cleanup() { HostFolderVolume::force_component_walk(false); }
     void access_data();
     void access();
+    void failing_kernel_calls_data();
+    void failing_kernel_calls();
     void swapped_pipe_is_never_opened_data();
     void swapped_pipe_is_never_opened();
 
@@ -61,7 +142,7 @@ private:
     QTemporaryDir dir;
 };
 
-void tst_evidence_root::initTestCase()
+void tst_host_folder_volume::initTestCase()
 {
     const auto link = [this](const QByteArray &target, const QString &relative) {
         return QDir().mkpath(QFileInfo(dir.filePath(relative)).path())
@@ -79,13 +160,13 @@ void tst_evidence_root::initTestCase()
     QVERIFY(write_long(dir.filePath("volume"), long_relative(), "deep content"));
 }
 
-void tst_evidence_root::access_data()
+void tst_host_folder_volume::access_data()
 {
     QTest::addColumn<bool>("walk");
     QTest::addColumn<QString>("operation"); // open (and read whole), look, folder, list (list2: at most two names),
                                             // relative (of the root plus relative; relative/: the root ending in /)
     QTest::addColumn<QByteArray>("relative");
-    QTest::addColumn<EvidenceRoot::Links>("links");
+    QTest::addColumn<EvidenceVolume::Links>("links");
     QTest::addColumn<QByteArray>("expected"); // content, file type, names, "=" and a relative path; empty: refused
 
     for (const bool walk : {false, true}) {
@@ -133,37 +214,37 @@ void tst_evidence_root::access_data()
     }
 }
 
-void tst_evidence_root::access()
+void tst_host_folder_volume::access()
 {
     QFETCH(bool, walk);
     QFETCH(QString, operation);
     QFETCH(QByteArray, relative);
-    QFETCH(EvidenceRoot::Links, links);
+    QFETCH(EvidenceVolume::Links, links);
     QFETCH(QByteArray, expected);
 
-    EvidenceRoot::force_component_walk(walk);
-    const EvidenceRoot root(dir.filePath("volume"));
-    QVERIFY(!walk || root.resolution() == EvidenceRoot::Resolution::ComponentWalk);
+    HostFolderVolume::force_component_walk(walk);
+    const HostFolderVolume root(dir.filePath("volume"));
+    QVERIFY(!walk || root.resolution() == HostFolderVolume::Resolution::ComponentWalk);
     QByteArray got; // what the operation gave, as the expected column puts it
     if (operation == "open") {
-        const UniqueFd file = root.open_regular_file(relative, links);
-        QCOMPARE(file.valid(), !expected.isEmpty());
+        const std::unique_ptr<EvidenceObject> file = root.open_regular_file(relative, links);
+        QCOMPARE(file != nullptr, !expected.isEmpty());
         QCOMPARE(root.read_small_file(relative, 100, links).value_or(QByteArray()), expected);
-        got = EvidenceRoot::read_at(file, 0, 100);
+        got = file ? file->read_at(0, 100) : QByteArray();
     } else if (operation == "look") {
         const auto facts = root.look_at(relative, links);
-        got = !facts ? "" : S_ISLNK(facts->stx_mode) ? "link" : S_ISFIFO(facts->stx_mode) ? "pipe" : "other";
+        got = !facts ? "" : S_ISLNK(*facts->mode) ? "link" : S_ISFIFO(*facts->mode) ? "pipe" : "other";
     } else if (operation == "look+open") {
-        if (auto looked = root.look_and_open(relative, links)) {
-            const mode_t type = looked->status.stx_mode & S_IFMT;
-            got = type == S_IFREG ? "file: " + EvidenceRoot::read_at(looked->opened, 0, 100)
-                : type == S_IFDIR ? QByteArray("folder: ") + (looked->opened ? "opened" : "")
-                                  : QByteArray(type == S_IFIFO ? "pipe: " : "link: ") + (looked->opened ? "opened" : "");
+        if (auto looked = root.open(relative, links)) {
+            const mode_t type = *looked->facts().mode & S_IFMT;
+            got = type == S_IFREG ? "file: " + looked->read_at(0, 100)
+                : type == S_IFDIR ? QByteArray("folder: ") + (looked->entries(1) ? "opened" : "")
+                                  : QByteArray(type == S_IFIFO ? "pipe: " : "link: ") + (looked->readable() ? "opened" : "");
         }
     } else if (operation == "folder") {
-        got = root.open_directory(relative, links).valid() ? "folder" : "";
+        got = root.open_directory(relative, links) ? "folder" : "";
     } else if (operation.startsWith("relative")) {
-        const auto found = EvidenceRoot(root.volume_root() + (operation == "relative/" ? "/" : ""))
+        const auto found = HostFolderVolume(root.volume_root() + (operation == "relative/" ? "/" : ""))
                                .relative_path(root.volume_root() + QString::fromUtf8(relative));
         got = found ? "=" + *found : "";
     } else if (auto names = root.list_directory(relative, operation == "list2" ? 2 : 10, links)) {
@@ -173,14 +254,60 @@ void tst_evidence_root::access()
     QCOMPARE(got, expected);
 }
 
-void tst_evidence_root::swapped_pipe_is_never_opened_data()
+void tst_host_folder_volume::failing_kernel_calls_data()
+{
+    QTest::addColumn<QString>("call");
+    QTest::addColumn<int>("error");
+    QTest::addColumn<QByteArray>("relative");
+    QTest::addColumn<QByteArray>("expected");
+
+    const QByteArray report = "Users/x/report.txt";
+    QTest::newRow("nothing fails") << "" << 0 << report << QByteArray("13 bytes; read: volume report; attribute: here");
+    QTest::newRow("openat2 forbidden by a sandbox: the walk finds the file")
+        << "openat2" << EPERM << report << QByteArray("13 bytes; read: volume report; attribute: here");
+    QTest::newRow("a rename racing every lookup: nothing, and no hang")
+        << "openat2" << EAGAIN << report << QByteArray("nothing");
+    QTest::newRow("no /proc: a file keeps its facts, nothing is read")
+        << "open /proc" << ENOENT << report << QByteArray("13 bytes; read: ; attribute: none");
+    QTest::newRow("no /proc: a folder is still listed")
+        << "open /proc" << ENOENT << QByteArray("Users/x") << QByteArray("folder; 4 entries; attribute: none");
+    QTest::newRow("access time not kept on a writable mount: attributes, no bytes")
+        << "O_NOATIME" << EPERM << report << QByteArray("13 bytes; read: ; attribute: here");
+    QTest::newRow("access time not kept on a writable mount: a folder is not listed")
+        << "O_NOATIME" << EPERM << QByteArray("Users/x") << QByteArray("folder; unlisted; attribute: none");
+    QTest::newRow("access time not kept on a read-only mount: read as usual")
+        << "O_NOATIME on a read-only mount" << EPERM << report << QByteArray("13 bytes; read: volume report; attribute: here");
+    QTest::newRow("the object can't be looked at: nothing") << "statx" << EPERM << report << QByteArray("nothing");
+    QTest::newRow("a failing disk: no bytes") << "pread" << EIO << report << QByteArray("13 bytes; read: ; attribute: here");
+    QTest::newRow("a failing listing: no entries")
+        << "getdents64" << EIO << QByteArray("Users/x") << QByteArray("folder; unlisted; attribute: none");
+    QTest::newRow("a failing attribute read: no attribute")
+        << "fgetxattr" << EIO << report << QByteArray("13 bytes; read: volume report; attribute: none");
+}
+
+void tst_host_folder_volume::failing_kernel_calls()
+{
+    QFETCH(QString, call);
+    QFETCH(int, error);
+    QFETCH(QByteArray, relative);
+    QFETCH(QByteArray, expected);
+    if (::setxattr(native(dir.filePath("volume/Users/x/report.txt")).constData(), "user.origin", "here", 4, 0) != 0)
+        QSKIP("this file system keeps no user attributes");
+    static const HostSystemCalls calls = faulty_calls();
+    failing_call = call;
+    failure = error;
+    const auto healed = qScopeGuard([] { failing_call.clear(); });
+    QCOMPARE(described(HostFolderVolume(dir.filePath("volume"), calls), relative), expected);
+}
+
+void tst_host_folder_volume::swapped_pipe_is_never_opened_data()
 {
     QTest::addColumn<bool>("walk");
     QTest::newRow("kernel: a pipe swapped in between look and open") << false;
     QTest::newRow("walked: a pipe swapped in between look and open") << true;
 }
 
-void tst_evidence_root::swapped_pipe_is_never_opened()
+void tst_host_folder_volume::swapped_pipe_is_never_opened()
 {
     QFETCH(bool, walk);
     // A file and a pipe trade places as fast as they can while the root
@@ -192,8 +319,8 @@ void tst_evidence_root::swapped_pipe_is_never_opened()
     const UniqueFd watch(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     QVERIFY(watch && ::inotify_add_watch(watch.get(), other.constData(), IN_OPEN) >= 0);
 
-    EvidenceRoot::force_component_walk(walk);
-    const EvidenceRoot root(folder);
+    HostFolderVolume::force_component_walk(walk);
+    const HostFolderVolume root(folder);
     std::atomic<bool> done{false};
     std::thread swapper([&] {
         while (!done)
@@ -201,8 +328,8 @@ void tst_evidence_root::swapped_pipe_is_never_opened()
     });
     int files_opened = 0;
     for (int i = 0; i < 20000; ++i) {
-        const auto looked = root.look_and_open("item");
-        files_opened += looked && looked->opened;
+        const auto looked = root.open("item");
+        files_opened += looked && looked->readable();
     }
     done = true;
     swapper.join();
@@ -211,5 +338,5 @@ void tst_evidence_root::swapped_pipe_is_never_opened()
     QVERIFY(files_opened > 0); // the race did let the file through at times
 }
 
-QTEST_GUILESS_MAIN(tst_evidence_root)
-#include "tst_evidence_root.moc"
+QTEST_GUILESS_MAIN(tst_host_folder_volume)
+#include "tst_host_folder_volume.moc"

@@ -1,18 +1,15 @@
 #ifndef FILE_FACTS_H
 #define FILE_FACTS_H
 
-#include <QByteArrayView>
-
 #include <cstdint>
 #include <optional>
 
-struct statx;
-
-// What the file system records of one object: the object itself, a
+// What the volume records of one object: the object itself, a
 // symbolic link included, never the file it points to. A fact the file
 // system does not report is left out.
 struct FileFacts
 {
+    std::optional<std::uint64_t> number; // the object's own number on its volume (inode, file ID)
     bool is_regular_file = false;
     bool is_directory = false;
     std::optional<std::uint64_t> size;
@@ -23,8 +20,5 @@ struct FileFacts
     std::optional<std::uint32_t> owner_user_id;
     std::optional<std::uint32_t> owner_group_id;
 };
-
-// The facts in what the file system reported of an object.
-FileFacts file_facts_from(const struct statx &status);
 
 #endif // FILE_FACTS_H

@@ -1,0 +1,54 @@
+#include "evidence_volume.h"
+
+#include <QFile>
+
+std::optional<QByteArray> EvidenceVolume::relative_path(const QString &full_path) const
+{
+    if (!full_path.startsWith(volume_root_))
+        return std::nullopt;
+    const QString rest = full_path.mid(volume_root_.size());
+    // "/Volumes/Data" + "2/x" names a sibling of the volume, not a file on it.
+    if (!rest.isEmpty() && !rest.startsWith(QLatin1Char('/')) && !volume_root_.isEmpty()
+        && !volume_root_.endsWith(QLatin1Char('/')))
+        return std::nullopt;
+    QByteArray relative = QFile::encodeName(rest);
+    if (relative.contains('\0'))
+        return std::nullopt;
+    while (relative.startsWith('/'))
+        relative.remove(0, 1);
+    return relative;
+}
+
+std::unique_ptr<EvidenceObject> EvidenceVolume::open_regular_file(QByteArrayView relative, Links links) const
+{
+    std::unique_ptr<EvidenceObject> object = open(relative, links);
+    if (!object || !object->facts().is_regular_file || !object->readable())
+        return nullptr;
+    return object;
+}
+
+std::unique_ptr<EvidenceObject> EvidenceVolume::open_directory(QByteArrayView relative, Links links) const
+{
+    std::unique_ptr<EvidenceObject> object = open(relative, links);
+    if (!object || !object->facts().is_directory || !object->readable())
+        return nullptr;
+    return object;
+}
+
+std::optional<QByteArray> EvidenceVolume::read_small_file(QByteArrayView relative, qint64 max_size, Links links) const
+{
+    const std::unique_ptr<EvidenceObject> file = open_regular_file(relative, links);
+    if (!file || !file->facts().size || *file->facts().size > quint64(max_size))
+        return std::nullopt;
+    // Read no further than the size seen, whatever the file grows to meanwhile.
+    return file->read_at(0, qint64(*file->facts().size));
+}
+
+std::optional<QList<QByteArray>> EvidenceVolume::list_directory(QByteArrayView relative, int max_entries,
+                                                                Links links) const
+{
+    const std::unique_ptr<EvidenceObject> folder = open_directory(relative, links);
+    if (!folder)
+        return std::nullopt;
+    return folder->entries(max_entries);
+}

@@ -1,0 +1,413 @@
+#include "host_folder_volume.h"
+
+#include <QFile>
+
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
+#include <sys/statvfs.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <deque>
+#include <vector>
+
+namespace {
+
+// As many links as the kernel follows in one lookup before it gives up.
+constexpr int max_links = 40;
+// Longer link targets than the system's own limit are damage.
+constexpr qsizetype max_link_target = 4096;
+// Most attribute values fit: one call reads them. A longer one is measured first.
+constexpr qsizetype first_attribute_read = 4096;
+
+std::atomic<bool> component_walk_forced{false};
+
+double seconds_since_1970(const struct statx_timestamp &time)
+{
+    return double(time.tv_sec) + double(time.tv_nsec) / 1e9;
+}
+
+// The facts in what the kernel reported of an object; many file systems
+// keep no creation time, and a few leave out more.
+FileFacts facts_from(const struct statx &status)
+{
+    const auto reported = [&status](unsigned int mask) { return (status.stx_mask & mask) != 0; };
+    FileFacts facts;
+    if (reported(STATX_INO))
+        facts.number = status.stx_ino;
+    facts.is_regular_file = reported(STATX_TYPE) && S_ISREG(status.stx_mode);
+    facts.is_directory = reported(STATX_TYPE) && S_ISDIR(status.stx_mode);
+    if (reported(STATX_SIZE))
+        facts.size = status.stx_size;
+    if (reported(STATX_TYPE) && reported(STATX_MODE))
+        facts.mode = status.stx_mode;
+    if (reported(STATX_BLOCKS))
+        facts.allocated_blocks = status.stx_blocks;
+    if (reported(STATX_BTIME))
+        facts.birth_time = seconds_since_1970(status.stx_btime);
+    if (reported(STATX_MTIME))
+        facts.modification_time = seconds_since_1970(status.stx_mtime);
+    if (reported(STATX_UID))
+        facts.owner_user_id = status.stx_uid;
+    if (reported(STATX_GID))
+        facts.owner_group_id = status.stx_gid;
+    return facts;
+}
+
+// Reads through call(buffer, size) into a buffer grown to what the call
+// asks for; nullopt on any other failure. The object can change between
+// two calls, so a few rounds are allowed.
+template <typename Call>
+std::optional<QByteArray> read_grown(Call call)
+{
+    // Read on the stack and kept at their own size: a page-sized block per
+    // attribute and file would keep the allocator busy merging free blocks.
+    char first[first_attribute_read];
+    const ssize_t first_read = call(first, sizeof first);
+    if (first_read >= 0)
+        return QByteArray(first, qsizetype(first_read));
+    if (errno != ERANGE)
+        return std::nullopt;
+    QByteArray buffer;
+    for (int round = 0; round < 4; ++round) {
+        const ssize_t needed = call(nullptr, 0);
+        if (needed < 0)
+            return std::nullopt;
+        buffer.resize(qsizetype(needed) + 1);
+        const ssize_t read = call(buffer.data(), std::size_t(buffer.size()));
+        if (read >= 0) {
+            buffer.truncate(qsizetype(read));
+            return buffer;
+        }
+        if (errno != ERANGE)
+            return std::nullopt;
+    }
+    return std::nullopt;
+}
+
+// Puts the components of path before those still pending. "." stays, so
+// that in "link/." the link is a middle component and is followed, as the
+// kernel does; a trailing separator means the same.
+void append_components(std::deque<QByteArray> &pending, QByteArrayView path)
+{
+    std::deque<QByteArray> parts;
+    for (const QByteArray &part : path.toByteArray().split('/')) {
+        if (!part.isEmpty())
+            parts.push_back(part);
+    }
+    if (path.endsWith('/') && !parts.empty())
+        parts.push_back(".");
+    pending.insert(pending.begin(), parts.begin(), parts.end());
+}
+
+// An object of a host folder: its facts, and for a file or folder the
+// descriptor of that very object.
+class HostObject : public EvidenceObject
+{
+public:
+    HostObject(const HostSystemCalls &calls, FileFacts facts, UniqueFd opened, bool readable)
+        : calls_(calls), facts_(std::move(facts)), opened_(std::move(opened)), readable_(readable && opened_.valid())
+    {
+    }
+
+    const FileFacts &facts() const override { return facts_; }
+    bool readable() const override { return readable_; }
+    int content_descriptor() const override { return readable_ && facts_.is_regular_file ? opened_.get() : -1; }
+
+    QByteArray read_at(qint64 offset, qint64 length) const override
+    {
+        if (content_descriptor() < 0 || offset < 0 || length <= 0)
+            return QByteArray();
+        QByteArray content(qsizetype(length), Qt::Uninitialized);
+        qsizetype filled = 0;
+        while (filled < content.size()) {
+            const ssize_t got = calls_.pread(opened_.get(), content.data() + filled,
+                                             std::size_t(content.size() - filled), off_t(offset + filled));
+            if (got < 0 && errno == EINTR)
+                continue;
+            if (got <= 0)
+                break;
+            filled += got;
+        }
+        content.truncate(filled);
+        return content;
+    }
+
+    std::optional<std::vector<std::pair<qint64, qint64>>> data_ranges(int max_ranges) const override
+    {
+        if (content_descriptor() < 0 || !facts_.size)
+            return std::nullopt;
+        const qint64 size = qint64(*facts_.size);
+        std::vector<std::pair<qint64, qint64>> ranges;
+        for (qint64 at = 0; at < size;) {
+            const off_t data = calls_.lseek(opened_.get(), off_t(at), SEEK_DATA);
+            if (data < 0) {
+                if (errno == ENXIO)
+                    break; // only a hole is left
+                return std::nullopt;
+            }
+            const off_t hole = calls_.lseek(opened_.get(), data, SEEK_HOLE);
+            if (hole < 0 || int(ranges.size()) == max_ranges)
+                return std::nullopt;
+            ranges.emplace_back(qint64(data), qint64(hole));
+            at = hole;
+        }
+        return ranges;
+    }
+
+    std::optional<QList<QByteArray>> entries(int max_entries) const override
+    {
+        QList<QByteArray> names;
+        const bool listed = each_entry([&names, max_entries](const char *name) {
+            names.append(QByteArray(name));
+            return names.size() < max_entries;
+        });
+        if (!listed)
+            return std::nullopt;
+        return names;
+    }
+
+    std::optional<qint64> entry_count(qint64 limit) const override
+    {
+        qint64 count = 0;
+        if (!each_entry([&count, limit](const char *) { return ++count <= limit; }) || count > limit)
+            return std::nullopt;
+        return count;
+    }
+
+    std::optional<QByteArray> attribute_names() const override
+    {
+        if (!opened_)
+            return std::nullopt;
+        return read_grown([this](char *buffer, std::size_t size) { return calls_.flistxattr(opened_.get(), buffer, size); });
+    }
+
+    std::optional<QByteArray> attribute(QByteArrayView name) const override
+    {
+        if (!opened_ || name.isEmpty() || name.contains('\0'))
+            return std::nullopt;
+        const QByteArray terminated = name.toByteArray();
+        return read_grown([this, &terminated](char *buffer, std::size_t size) {
+            return calls_.fgetxattr(opened_.get(), terminated.constData(), buffer, size);
+        });
+    }
+
+private:
+    // Calls visit with each entry's name but "." and "..", read straight
+    // from the descriptor (which moves no access time where it was opened
+    // with O_NOATIME), until it answers false; false when the folder
+    // cannot be read.
+    template <typename Visit>
+    bool each_entry(Visit visit) const
+    {
+        if (!readable_ || !facts_.is_directory)
+            return false;
+        alignas(8) char buffer[16384];
+        for (;;) {
+            const long got = calls_.getdents64(opened_.get(), buffer, sizeof buffer);
+            if (got < 0 && errno == EINTR)
+                continue;
+            if (got < 0)
+                return false;
+            if (got == 0)
+                return true;
+            // Each record: inode (8), offset (8), its length (2), type (1), then the name and its zero.
+            for (long at = 0; at < got;) {
+                unsigned short record_length = 0;
+                std::memcpy(&record_length, buffer + at + 16, sizeof record_length);
+                if (record_length < 20 || at + record_length > got)
+                    return false;
+                const char *name = buffer + at + 19;
+                if (std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0 && !visit(name))
+                    return true;
+                at += record_length;
+            }
+        }
+    }
+
+    const HostSystemCalls &calls_;
+    const FileFacts facts_;
+    const UniqueFd opened_;
+    const bool readable_;
+};
+
+} // namespace
+
+HostFolderVolume::HostFolderVolume(const QString &volume_root, const HostSystemCalls &calls)
+    : EvidenceVolume(volume_root), calls_(calls)
+{
+    const QByteArray native = QFile::encodeName(volume_root.isEmpty() ? QStringLiteral("/") : volume_root);
+    if (native.contains('\0'))
+        return;
+    root_.reset(calls_.open(native.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!root_)
+        return;
+    // openat2 is missing before Linux 5.6, and sandboxes often forbid it
+    // (ENOSYS, or EPERM from a system-call filter). Looking up the root
+    // itself can fail for no other reason, so any failure means walking.
+    open_how how = {};
+    how.flags = O_PATH | O_CLOEXEC;
+    how.resolve = RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS;
+    const UniqueFd probe(int(calls_.openat2(root_.get(), ".", &how, sizeof how)));
+    if (component_walk_forced || !probe)
+        resolution_ = Resolution::ComponentWalk;
+}
+
+void HostFolderVolume::force_component_walk(bool forced)
+{
+    component_walk_forced = forced;
+}
+
+UniqueFd HostFolderVolume::look_up(QByteArrayView relative, Links links) const
+{
+    if (!root_.valid() || relative.contains('\0'))
+        return UniqueFd();
+    // The kernel refuses a path at or past its length limit in one lookup;
+    // such a path is walked component by component instead, so that a row
+    // never depends on which way this machine resolves.
+    if (resolution_ == Resolution::ComponentWalk || relative.size() >= PATH_MAX)
+        return walk_beneath(relative, links);
+    const QByteArray path = relative.isEmpty() ? QByteArray(".") : relative.toByteArray();
+    open_how how = {};
+    how.flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+    how.resolve = RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS | (links == Links::Refused ? RESOLVE_NO_SYMLINKS : 0);
+    // The kernel answers EAGAIN when a rename elsewhere raced the lookup
+    // and it can't vouch for staying beneath the root; a few tries settle it.
+    for (int attempt = 0;; ++attempt) {
+        const long fd = calls_.openat2(root_.get(), path.constData(), &how, sizeof how);
+        if (fd < 0 && (errno == EINTR || (errno == EAGAIN && attempt < 8)))
+            continue;
+        return UniqueFd(int(fd));
+    }
+}
+
+std::optional<QByteArray> HostFolderVolume::read_link(int link) const
+{
+    QByteArray target(max_link_target + 1, Qt::Uninitialized);
+    const ssize_t length = calls_.readlinkat(link, "", target.data(), std::size_t(target.size()));
+    if (length <= 0 || length > max_link_target)
+        return std::nullopt;
+    target.truncate(qsizetype(length));
+    return target;
+}
+
+UniqueFd HostFolderVolume::walk_beneath(QByteArrayView relative, Links links) const
+{
+    const auto look_in = [this](int folder, const char *name) {
+        for (;;) {
+            const int fd = calls_.openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+            if (fd < 0 && errno == EINTR)
+                continue;
+            return UniqueFd(fd);
+        }
+    };
+    // Every folder passed on the way down stays open, so ".." goes back up
+    // by what was opened, never by asking the file system for a parent
+    // (which could lie above the root, or have been moved out of it).
+    std::vector<UniqueFd> folders;
+    folders.emplace_back(::fcntl(root_.get(), F_DUPFD_CLOEXEC, 0));
+    if (!folders.back())
+        return UniqueFd();
+    std::deque<QByteArray> pending;
+    append_components(pending, relative);
+    int links_followed = 0;
+
+    while (!pending.empty()) {
+        const QByteArray name = pending.front();
+        pending.pop_front();
+        if (name == ".")
+            continue;
+        if (name == "..") {
+            if (folders.size() > 1)
+                folders.pop_back();
+            continue;
+        }
+        const int folder = folders.back().get();
+        if (pending.empty())
+            return look_in(folder, name.constData());
+
+        UniqueFd step = look_in(folder, name.constData());
+        struct stat status = {};
+        if (!step || calls_.fstat(step.get(), &status) != 0)
+            return UniqueFd();
+        if (S_ISDIR(status.st_mode)) {
+            folders.push_back(std::move(step));
+            continue;
+        }
+        if (!S_ISLNK(status.st_mode) || links == Links::Refused || ++links_followed > max_links)
+            return UniqueFd();
+        const std::optional<QByteArray> target = read_link(step.get());
+        if (!target)
+            return UniqueFd();
+        // An absolute target is a place on the volume: start again at its root.
+        if (target->startsWith('/'))
+            folders.resize(1);
+        append_components(pending, *target);
+    }
+    // The path named a folder on the way ("", ".", "a/.."): that one.
+    return look_in(folders.back().get(), ".");
+}
+
+std::optional<FileFacts> HostFolderVolume::look_at(QByteArrayView relative, Links links) const
+{
+    const UniqueFd object = look_up(relative, links);
+    struct statx status = {};
+    if (!object || calls_.statx(object.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &status) != 0)
+        return std::nullopt;
+    return facts_from(status);
+}
+
+std::unique_ptr<EvidenceObject> HostFolderVolume::open(QByteArrayView relative, Links links) const
+{
+    // Opening a device can act on it (a tape rewinds, a watchdog starts)
+    // and opening a pipe can wait for a writer: look first, open only
+    // files and folders, non-blocking all the same.
+    const UniqueFd object = look_up(relative, links);
+    struct statx status = {};
+    if (!object || calls_.statx(object.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &status) != 0)
+        return nullptr;
+    FileFacts facts = facts_from(status);
+    const mode_t type = status.stx_mode & S_IFMT;
+    if (!facts.is_regular_file && !facts.is_directory)
+        return std::make_unique<HostObject>(calls_, std::move(facts), UniqueFd(), false);
+
+    // The path may name something else by now: the object looked at is
+    // opened through its own descriptor, never looked up again; a folder
+    // through its own ".", a file through the process's descriptor table.
+    char descriptor_path[32];
+    std::snprintf(descriptor_path, sizeof descriptor_path, "/proc/self/fd/%d", object.get());
+    const auto reopen = [&](bool keep_access_time) {
+        const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | (keep_access_time ? O_NOATIME : 0);
+        for (;;) {
+            const int fd = facts.is_directory ? calls_.openat(object.get(), ".", flags | O_DIRECTORY)
+                                              : calls_.open(descriptor_path, flags);
+            if (fd < 0 && errno == EINTR)
+                continue;
+            return UniqueFd(fd);
+        }
+    };
+    UniqueFd opened = reopen(true);
+    bool readable = opened.valid();
+    if (!opened && errno == EPERM) {
+        // The kernel keeps access times only for an owner or a privileged
+        // examiner. Opened all the same, the object still gives its
+        // attributes, which move no access time; its bytes and entries are
+        // read only where the mount itself keeps access times.
+        opened = reopen(false);
+        struct statfs mount = {};
+        const unsigned long keeping = ST_RDONLY | ST_NOATIME | (facts.is_directory ? ST_NODIRATIME : 0);
+        readable = opened && calls_.fstatfs(opened.get(), &mount) == 0 && (mount.f_flags & keeping) != 0;
+    }
+    struct stat reopened = {};
+    if (!opened || calls_.fstat(opened.get(), &reopened) != 0 || (reopened.st_mode & S_IFMT) != type
+        || reopened.st_dev != makedev(status.stx_dev_major, status.stx_dev_minor) || reopened.st_ino != status.stx_ino)
+        return std::make_unique<HostObject>(calls_, std::move(facts), UniqueFd(), false);
+    return std::make_unique<HostObject>(calls_, std::move(facts), std::move(opened), readable);
+}
