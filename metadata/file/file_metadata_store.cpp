@@ -8,6 +8,7 @@
 #include "type_identity/type_identity.h"
 
 #include <QVarLengthArray>
+#include <QtEndian>
 
 #include <cstdint>
 #include <cstring>
@@ -193,14 +194,8 @@ MetadataValue FileMetadataItem::last_used_date() const
         return MetadataValue::null_value();
     if (stored->size() != 16)
         return MetadataValue::other();
-    const auto little_endian = [](const char *at) {
-        std::uint64_t value = 0;
-        for (int i = 7; i >= 0; --i)
-            value = (value << 8) | static_cast<unsigned char>(at[i]);
-        return std::int64_t(value);
-    };
-    const double seconds = double(little_endian(stored->constData()));
-    const double nanoseconds = double(little_endian(stored->constData() + 8));
+    const double seconds = double(qFromLittleEndian<qint64>(stored->constData()));
+    const double nanoseconds = double(qFromLittleEndian<qint64>(stored->constData() + 8));
     return MetadataValue::from_date(seconds + nanoseconds / 1e9);
 }
 

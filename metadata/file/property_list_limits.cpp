@@ -1,5 +1,7 @@
 #include "property_list_limits.h"
 
+#include "binary_property_list_layout.h"
+
 #include <plist/plist.h>
 
 #include <algorithm>
@@ -7,20 +9,6 @@
 #include <vector>
 
 namespace {
-
-// The binary format's integers are big-endian; wider fields than eight
-// bytes count by their last eight, as the parser reads them.
-std::uint64_t read_big_endian(const unsigned char *at, std::uint64_t width)
-{
-    if (width > 8) {
-        at += width - 8;
-        width = 8;
-    }
-    std::uint64_t value = 0;
-    for (std::uint64_t i = 0; i < width; ++i)
-        value = (value << 8) | at[i];
-    return value;
-}
 
 // a * b, or false when the product leaves 64 bits.
 bool multiply(std::uint64_t a, std::uint64_t b, std::uint64_t *product)
@@ -35,25 +23,22 @@ bool multiply(std::uint64_t a, std::uint64_t b, std::uint64_t *product)
 class BinaryListWalk
 {
 public:
-    BinaryListWalk(QByteArrayView bytes, const PropertyListLimits &limits)
-        : data(reinterpret_cast<const unsigned char *>(bytes.data())),
-          size(std::uint64_t(bytes.size())), limits(limits)
+    using Layout = BinaryPropertyListLayout;
+
+    BinaryListWalk(const Layout &layout, const PropertyListLimits &limits)
+        : layout(layout), limits(limits), visits(layout.object_count(), Visit::Unseen),
+          measured(layout.object_count())
     {
     }
 
     bool within_limits()
     {
-        if (!read_trailer())
-            return false;
         Weight weight;
-        return measure(root, &weight) && weight.nodes <= limits.max_nodes
+        return measure(layout.root(), &weight) && weight.nodes <= limits.max_nodes
             && weight.bytes <= limits.max_expanded_bytes;
     }
 
 private:
-    static constexpr std::uint64_t header_size = 8; // "bplist00"
-    static constexpr std::uint64_t trailer_size = 32;
-
     struct Container
     {
         const unsigned char *references = nullptr;
@@ -78,70 +63,22 @@ private:
 
     enum class Visit : unsigned char { Unseen, Open, Measured };
 
-    bool read_trailer()
-    {
-        if (size < header_size + trailer_size)
-            return false;
-        const unsigned char *trailer = data + size - trailer_size;
-        offset_size = trailer[6];
-        reference_size = trailer[7];
-        object_count = read_big_endian(trailer + 8, 8);
-        root = read_big_endian(trailer + 16, 8);
-        const std::uint64_t table_offset = read_big_endian(trailer + 24, 8);
-        const std::uint64_t objects_end = size - trailer_size;
-
-        std::uint64_t table_size = 0;
-        if (offset_size == 0 || reference_size == 0 || object_count == 0
-            || root >= object_count || table_offset < header_size || table_offset >= objects_end
-            || !multiply(object_count, offset_size, &table_size)
-            || table_size > objects_end - table_offset)
-            return false;
-        offset_table = data + table_offset;
-        visits.assign(object_count, Visit::Unseen);
-        measured.assign(object_count, Weight());
-        return true;
-    }
-
-    // Where an object starts, or nullptr when its offset leaves the objects.
-    const unsigned char *object_at(std::uint64_t object) const
-    {
-        const std::uint64_t offset =
-            read_big_endian(offset_table + object * offset_size, offset_size);
-        if (offset < header_size || offset >= std::uint64_t(offset_table - data))
-            return nullptr;
-        return data + offset;
-    }
-
     // The references of an array, set or dictionary object; false when the
     // object is malformed. Other objects have no references.
     bool read_container(const unsigned char *at, Container *container) const
     {
-        const unsigned type = at[0] >> 4;
-        const bool is_dictionary = type == 0xD;
-        if (type != 0xA && type != 0xC && !is_dictionary) {
+        const unsigned kind = at[0] >> 4;
+        const bool is_dictionary = kind == Layout::dictionary_kind;
+        if (kind != Layout::array_kind && kind != Layout::set_kind && !is_dictionary) {
             *container = Container();
             return true;
         }
-        const unsigned char *end = offset_table;
-        const unsigned char *cursor = at + 1;
-        std::uint64_t count = at[0] & 0x0F;
-        if (count == 0x0F) {
-            if (cursor >= end || (cursor[0] >> 4) != 0x1)
-                return false;
-            const std::uint64_t width = std::uint64_t(1) << (cursor[0] & 0x0F);
-            ++cursor;
-            if (width > std::uint64_t(end - cursor))
-                return false;
-            count = read_big_endian(cursor, width);
-            cursor += width;
-        }
-        std::uint64_t references = count;
-        std::uint64_t span = 0;
-        if ((is_dictionary && !multiply(count, 2, &references))
-            || !multiply(references, reference_size, &span)
-            || span > std::uint64_t(end - cursor))
+        const std::optional<Layout::Sized> sized = layout.sized(at);
+        std::uint64_t references = 0;
+        if (!sized || !multiply(sized->count, is_dictionary ? 2 : 1, &references)
+            || !layout.holds(sized->content, references, layout.reference_size()))
             return false;
-        container->references = cursor;
+        container->references = sized->content;
         container->count = references;
         return true;
     }
@@ -150,32 +87,23 @@ private:
     // for a length the parser will refuse anyway.
     std::uint64_t payload_bytes(const unsigned char *at) const
     {
-        const unsigned type = at[0] >> 4;
-        if (type != 0x4 && type != 0x5 && type != 0x6)
+        const unsigned kind = at[0] >> 4;
+        if (kind != Layout::data_kind && kind != Layout::ascii_string_kind && kind != Layout::utf16_string_kind)
             return 0;
-        const unsigned char *end = offset_table;
-        const unsigned char *cursor = at + 1;
-        std::uint64_t count = at[0] & 0x0F;
-        if (count == 0x0F) {
-            if (cursor >= end || (cursor[0] >> 4) != 0x1)
-                return 0;
-            const std::uint64_t width = std::uint64_t(1) << (cursor[0] & 0x0F);
-            ++cursor;
-            if (width > 8 || width > std::uint64_t(end - cursor))
-                return 0;
-            count = read_big_endian(cursor, width);
-        }
+        const std::optional<Layout::Sized> sized = layout.sized(at);
+        if (!sized)
+            return 0;
         // UTF-16 text takes two bytes a character; the ceiling keeps the
         // doubling from overflowing.
-        count = std::min(count, limits.max_expanded_bytes + 1);
-        return type == 0x6 ? 2 * count : count;
+        const std::uint64_t count = std::min(sized->count, limits.max_expanded_bytes + 1);
+        return kind == Layout::utf16_string_kind ? 2 * count : count;
     }
 
     bool open(std::uint64_t object, std::vector<Frame> *stack)
     {
         if (stack->size() >= limits.max_depth)
             return false;
-        const unsigned char *at = object_at(object);
+        const unsigned char *at = layout.object(object);
         Frame frame{object, Container()};
         if (!at || !read_container(at, &frame.container))
             return false;
@@ -217,9 +145,8 @@ private:
                     return false;
                 continue;
             }
-            const std::uint64_t child = read_big_endian(
-                frame.container.references + frame.next * reference_size, reference_size);
-            if (child >= object_count || visits[child] == Visit::Open)
+            const std::uint64_t child = layout.reference(frame.container.references, frame.next);
+            if (child >= layout.object_count() || visits[child] == Visit::Open)
                 return false; // dangling or circular: the parser refuses it
             if (visits[child] == Visit::Measured) {
                 ++frame.next;
@@ -233,14 +160,8 @@ private:
         return false;
     }
 
-    const unsigned char *data;
-    std::uint64_t size;
+    const Layout &layout;
     const PropertyListLimits &limits;
-    const unsigned char *offset_table = nullptr;
-    std::uint64_t offset_size = 0;
-    std::uint64_t reference_size = 0;
-    std::uint64_t object_count = 0;
-    std::uint64_t root = 0;
     std::vector<Visit> visits;
     std::vector<Weight> measured;
 };
@@ -270,7 +191,9 @@ bool property_list_within_limits(QByteArrayView bytes, const PropertyListLimits 
         return false;
     if (bytes.isEmpty())
         return true;
-    if (plist_is_binary(bytes.data(), std::uint32_t(bytes.size())))
-        return BinaryListWalk(bytes, limits).within_limits();
+    if (plist_is_binary(bytes.data(), std::uint32_t(bytes.size()))) {
+        const std::optional<BinaryPropertyListLayout> layout = BinaryPropertyListLayout::of(bytes);
+        return layout && BinaryListWalk(*layout, limits).within_limits();
+    }
     return xml_within_limits(bytes, limits);
 }

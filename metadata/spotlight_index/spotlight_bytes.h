@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 #include <QtAlgorithms>
+#include <QtEndian>
 #include <QtGlobal>
 
 #include <cstring>
@@ -127,9 +128,7 @@ private:
     {
         if (remaining() < qsizetype(sizeof(T)))
             return false;
-        value = 0;
-        for (size_t i = 0; i < sizeof(T); ++i)
-            value |= T(quint8(data_[position_ + qsizetype(i)])) << (8 * i);
+        value = qFromLittleEndian<T>(data_ + position_);
         position_ += qsizetype(sizeof(T));
         return true;
     }

@@ -1,6 +1,7 @@
 #include "spotlight_store_file.h"
 
 #include "spotlight_bytes.h"
+#include "spotlight_page_codecs.h"
 #include "spotlight_string_maps.h"
 
 #include "evidence/host_folder_volume.h"
@@ -10,9 +11,6 @@
 #include <QThread>
 #include <QtConcurrent/QtConcurrentMap>
 
-
-#include <lz4.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <cstring>
@@ -45,136 +43,10 @@ constexpr qint64 max_block_map_size = 64 * 1024 * 1024;
 constexpr int page_cache_size = 8;
 constexpr qint64 max_batch_contents = 64 * 1024 * 1024;
 
-// A store file read where a page asks, so nothing is read ahead of what
-// a page needs. Where the file has holes, the ranges of stored data are
-// learnt once, so that pages listed in a hole are known to be damage
-// without reading their zeros.
-class ObjectSource : public SpotlightByteSource
-{
-public:
-    explicit ObjectSource(std::unique_ptr<EvidenceObject> file)
-        : file_(std::move(file)), size_(qint64(file_->facts().size.value_or(0)))
-    {
-    }
-    qint64 size() const override { return size_; }
-    QByteArray read(qint64 offset, qint64 length) override
-    {
-        if (offset < 0 || length <= 0 || offset >= size_)
-            return QByteArray();
-        return file_->read_at(offset, qMin(length, size_ - offset));
-    }
-    bool holds_data(qint64 offset, qint64 length) override
-    {
-        if (offset < 0 || length < 0 || length > size_ - offset)
-            return false;
-        if (!ranges_learnt_) {
-            ranges_learnt_ = true;
-            // A file cut into more pieces than this is treated as holding data throughout.
-            ranges_ = file_->data_ranges(max_data_ranges);
-        }
-        if (!ranges_)
-            return true; // the volume tells of no holes
-        // The last range starting at or before offset must cover the range.
-        auto after = std::upper_bound(ranges_->begin(), ranges_->end(), offset,
-                                      [](qint64 at, const std::pair<qint64, qint64> &r) { return at < r.first; });
-        if (after == ranges_->begin())
-            return false;
-        --after;
-        return offset + length <= after->second;
-    }
-
-private:
-    static constexpr int max_data_ranges = 65536;
-    const std::unique_ptr<EvidenceObject> file_;
-    const qint64 size_;
-    bool ranges_learnt_ = false;
-    std::optional<std::vector<std::pair<qint64, qint64>>> ranges_; // [start, end) of stored data
-};
-
-class MemorySource : public SpotlightByteSource
-{
-public:
-    explicit MemorySource(QByteArray bytes) : bytes_(std::move(bytes)) {}
-    qint64 size() const override { return bytes_.size(); }
-    QByteArray read(qint64 offset, qint64 length) override
-    {
-        if (offset < 0 || length <= 0 || offset >= bytes_.size())
-            return QByteArray();
-        return bytes_.mid(qsizetype(offset), qsizetype(qMin(length, bytes_.size() - offset)));
-    }
-
-private:
-    QByteArray bytes_;
-};
-
 bool has_signature(const QByteArray &bytes, const char *tail)
 {
     // Pages and maps are signed with a version digit and a three-letter tail.
     return bytes.size() >= 4 && std::memcmp(bytes.constData() + 1, tail, 3) == 0;
-}
-
-// Apple's LZ4 framing: blocks "bv41" (decompressed size, compressed size,
-// data), "bv4-" (size, stored bytes), ended by "bv4$". Later blocks may
-// refer back into earlier output, so all are decoded into one buffer.
-bool decompress_lz4(const QByteArray &input, qint64 limit, QByteArray &output)
-{
-    SpotlightByteReader reader(input);
-    output.clear();
-    while (true) {
-        const char *magic = nullptr;
-        if (!reader.read_bytes(4, magic))
-            return false;
-        if (std::memcmp(magic, "bv4$", 4) == 0)
-            return true;
-        quint32 decompressed = 0, compressed = 0;
-        const char *data = nullptr;
-        if (!reader.read_u32(decompressed) || decompressed > limit - output.size())
-            return false;
-        const qsizetype at = output.size();
-        if (std::memcmp(magic, "bv4-", 4) == 0) {
-            if (!reader.read_bytes(decompressed, data))
-                return false;
-            output.append(data, qsizetype(decompressed));
-        } else if (std::memcmp(magic, "bv41", 4) == 0) {
-            if (!reader.read_u32(compressed) || compressed > quint32(INT_MAX) || !reader.read_bytes(compressed, data))
-                return false;
-            output.resize(at + qsizetype(decompressed));
-            const int written = LZ4_decompress_safe_usingDict(data, output.data() + at, int(compressed),
-                                                              int(decompressed), output.constData(), int(at));
-            if (written != int(decompressed))
-                return false;
-        } else {
-            return false;
-        }
-    }
-}
-
-bool decompress_zlib(const QByteArray &input, qint64 limit, QByteArray &output)
-{
-    output.resize(qsizetype(limit));
-    z_stream stream{};
-    if (inflateInit(&stream) != Z_OK)
-        return false;
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(input.constData()));
-    stream.avail_in = uInt(input.size());
-    stream.next_out = reinterpret_cast<Bytef *>(output.data());
-    stream.avail_out = uInt(output.size());
-    const int result = inflate(&stream, Z_FINISH);
-    const qsizetype written = qsizetype(stream.total_out);
-    inflateEnd(&stream);
-    // Z_BUF_ERROR: the stream wants more room than the page may take.
-    if (result != Z_STREAM_END)
-        return false;
-    output.truncate(written);
-    return true;
-}
-
-bool is_zlib_stream(const QByteArray &bytes)
-{
-    if (bytes.size() < 2)
-        return false;
-    const unsigned first = quint8(bytes[0]), second = quint8(bytes[1]);
-    return (first & 0x0f) == 8 && (first >> 4) <= 7 && ((first << 8) | second) % 31 == 0;
 }
 
 } // namespace
@@ -186,18 +58,6 @@ struct SpotlightStoreFile::PageHeader
     quint32 flags = 0;
     quint32 decompressed_size = 0; // of compressed pages: with the page header
 };
-
-std::unique_ptr<SpotlightByteSource> SpotlightByteSource::from_object(std::unique_ptr<EvidenceObject> file)
-{
-    if (!file)
-        return nullptr;
-    return std::make_unique<ObjectSource>(std::move(file));
-}
-
-std::unique_ptr<SpotlightByteSource> SpotlightByteSource::from_bytes(QByteArray bytes)
-{
-    return std::make_unique<MemorySource>(std::move(bytes));
-}
 
 SpotlightStoreFile::SpotlightStoreFile(std::unique_ptr<SpotlightByteSource> source) : source_(std::move(source)) {}
 
@@ -358,9 +218,9 @@ SpotlightStoreFile::PageState SpotlightStoreFile::decode_page(const FetchedPage 
     if (page.size_limit >= 0)
         limit = qMin(limit, page.size_limit);
     if (page.payload.startsWith("bv4"))
-        return decompress_lz4(page.payload, limit, contents) ? PageState::Read : PageState::Damaged;
-    if (is_zlib_stream(page.payload))
-        return decompress_zlib(page.payload, limit, contents) ? PageState::Read : PageState::Damaged;
+        return spotlight_decompress_lz4(page.payload, limit, contents) ? PageState::Read : PageState::Damaged;
+    if (spotlight_is_zlib_stream(page.payload))
+        return spotlight_decompress_zlib(page.payload, limit, contents) ? PageState::Read : PageState::Damaged;
     contents = page.payload; // records stored as they are
     return PageState::Read;
 }

@@ -2,6 +2,7 @@
 #define SPOTLIGHT_STORE_FILE_H
 
 #include "evidence/evidence_volume.h"
+#include "spotlight_byte_source.h"
 #include "spotlight_item_record.h"
 #include "spotlight_record.h"
 #include "spotlight_tables.h"
@@ -16,23 +17,6 @@
 #include <optional>
 #include <utility>
 #include <vector>
-
-// Where a store's bytes come from: the file on the volume, or memory.
-class SpotlightByteSource
-{
-public:
-    virtual ~SpotlightByteSource() = default;
-    virtual qint64 size() const = 0;
-    // Up to length bytes from offset; fewer when the source ends or fails.
-    virtual QByteArray read(qint64 offset, qint64 length) = 0;
-    // Whether the range lies wholly in stored data: a range in a hole of a
-    // sparse file holds only zeros, which no page of a real store is.
-    virtual bool holds_data(qint64 offset, qint64 length) { return offset >= 0 && length <= size() - offset; }
-
-    // A regular file of the evidence volume.
-    static std::unique_ptr<SpotlightByteSource> from_object(std::unique_ptr<EvidenceObject> file);
-    static std::unique_ptr<SpotlightByteSource> from_bytes(QByteArray bytes);
-};
 
 // Where an item's record lies: a metadata page and the record's place in
 // the page's decompressed contents.

@@ -1,20 +1,14 @@
 #include "finder_info.h"
 
-namespace {
+#include <QtEndian>
 
-std::uint32_t big_endian(QByteArrayView bytes, int at, int length)
-{
-    std::uint32_t value = 0;
-    for (int i = 0; i < length; ++i)
-        value = (value << 8) | static_cast<unsigned char>(bytes[at + i]);
-    return value;
-}
+namespace {
 
 // A four-character code as the Mac shows it: empty when all four bytes
 // are zero, else the four characters.
 QString four_character_code(QByteArrayView bytes)
 {
-    if (big_endian(bytes, 0, 4) == 0)
+    if (qFromBigEndian<quint32>(bytes.data()) == 0)
         return QStringLiteral("");
     return QString::fromLatin1(bytes.data(), 4);
 }
@@ -34,9 +28,8 @@ std::optional<FinderInfo> parse_finder_info(QByteArrayView bytes, bool is_folder
         info.type_code = four_character_code(bytes.sliced(0, 4));
         info.creator_code = four_character_code(bytes.sliced(4, 4));
     }
-    info.flags = std::uint16_t(big_endian(bytes, 8, 2));
-    // Extended part: document identifier, date added, extended flags.
-    info.date_added = big_endian(bytes, 20, 4);
-    info.extended_flags = std::uint16_t(big_endian(bytes, 24, 2));
+    info.flags = qFromBigEndian<quint16>(bytes.data() + 8);
+    // Extended part: document identifier, then the date added.
+    info.date_added = qFromBigEndian<quint32>(bytes.data() + 20);
     return info;
 }

@@ -18,7 +18,6 @@ struct FinderInfo
     QString type_code;    // four characters, "" when unset; files only
     QString creator_code; // four characters, "" when unset; files only
     std::uint16_t flags = 0;
-    std::uint16_t extended_flags = 0;
     std::uint32_t date_added = 0; // seconds since 1970; 0 when unset
 
     // The colour label, 0 (none) to 7.
