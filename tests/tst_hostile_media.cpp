@@ -180,13 +180,14 @@ void tst_hostile_media::initTestCase()
 {
     QVERIFY(QFile::exists(VANTREL_EXECUTABLE));
     QVERIFY(write_file(outside + "/secret.txt", "OUTSIDE-SECRET, a file of the examining machine\n"));
-    // The outside film, and genuine films of each MPEG kind and AVI with the same picture.
+    // The outside film, and genuine films of each MPEG kind, AVI and Matroska with the same picture.
     const std::pair<QString, QStringList> films[] = {
         { outside + "/secret-film.ts", { "-c:v", "mpeg2video", "-f", "mpegts" } },
         { films_dir.filePath("program.mpg"), { "-c:v", "mpeg2video", "-f", "mpeg" } },
         { films_dir.filePath("bare.mpg"), { "-c:v", "mpeg1video", "-f", "mpeg1video" } },
         { films_dir.filePath("transport.mpg"), { "-c:v", "mpeg2video", "-f", "mpegts" } },
         { films_dir.filePath("film.avi"), { "-c:v", "mpeg4", "-f", "avi" } },
+        { films_dir.filePath("film.webm"), { "-c:v", "mpeg4", "-f", "matroska" } },
     };
     for (const auto &[path, arguments] : films) {
         QProcess ffmpeg;
@@ -443,6 +444,7 @@ void tst_hostile_media::films_of_each_container_still_give_their_picture_data()
     QTest::newRow("bare MPEG-1 video named .mpg") << "bare.mpg" << "public.mpeg";
     QTest::newRow("MPEG transport stream named .mpg") << "transport.mpg" << "public.mpeg";
     QTest::newRow("AVI named .avi") << "film.avi" << "public.avi";
+    QTest::newRow("Matroska named .webm") << "film.webm" << "org.webmproject.webm";
 }
 
 void tst_hostile_media::films_of_each_container_still_give_their_picture()
