@@ -292,7 +292,7 @@ void tst_hostile_media::hostile_files(bool films_only)
         return "<?xml version=\"1.0\"?>\n<MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" type=\"static\" "
                "profiles=\"urn:mpeg:dash:profile:isoff-on-demand:2011\" mediaPresentationDuration=\"PT1S\" "
                "minBufferTime=\"PT1S\"><Period><AdaptationSet contentType=\"video\" mimeType=\"video/mp4\">"
-               "<Representation id=\"1\" bandwidth=\"100000\" width=\"458\" height=\"254\"><BaseURL>" + base
+               "<Representation id=\"1\" bandwidth=\"100000\"><BaseURL>" + base
                + "</BaseURL></Representation></AdaptationSet></Period></MPD>\n";
     };
     const QByteArray sdp = "v=0\no=- 0 0 IN IP4 127.0.0.1\ns=film\nc=IN IP4 127.0.0.1\nt=0 0\nm=video "
