@@ -7,7 +7,7 @@
 namespace {
 
 enum class Signature {
-    Any, // no fixed signature the readers insist on (MPEG audio and video, camera raw)
+    Any, // no fixed signature the readers insist on (MPEG audio, camera raw)
     Jpeg,
     Png,
     Gif,
@@ -22,6 +22,7 @@ enum class Signature {
     Ogg,
     Avi,
     Matroska,
+    MpegFilm, // .mpg files: a program stream, a bare video stream, or a transport stream
 };
 
 const QHash<QString, Signature> &signatures()
@@ -58,6 +59,7 @@ const QHash<QString, Signature> &signatures()
         {"public.avi", Signature::Avi},
         {"org.matroska.mkv", Signature::Matroska},
         {"org.webmproject.webm", Signature::Matroska},
+        {"public.mpeg", Signature::MpegFilm},
     };
     return table;
 }
@@ -80,7 +82,45 @@ bool iso_media(QByteArrayView head)
     return false;
 }
 
+// A sync byte at the start of every packet of packet_size bytes that head
+// reaches, each after prefix bytes of time code: at least two packets, or a
+// file of exactly one.
+bool transport_packets(QByteArrayView head, qsizetype prefix, qsizetype packet_size)
+{
+    if (!at(head, prefix, "\x47"))
+        return false;
+    if (head.size() <= prefix + packet_size)
+        return head.size() == packet_size;
+    for (qsizetype offset = prefix + packet_size; offset < head.size(); offset += packet_size) {
+        if (head.at(offset) != '\x47')
+            return false;
+    }
+    return true;
+}
+
 } // namespace
+
+FilmContainer film_container(QByteArrayView head)
+{
+    if (iso_media(head))
+        return FilmContainer::IsoMedia;
+    if (at(head, 0, QByteArrayView("\0\0\x01\xBA", 4)))
+        return FilmContainer::MpegProgram;
+    if (at(head, 0, QByteArrayView("\0\0\x01\xB3", 4)))
+        return FilmContainer::MpegVideo;
+    if (transport_packets(head, 0, 188) || transport_packets(head, 4, 192))
+        return FilmContainer::MpegTransport;
+    if (at(head, 0, "\x1A\x45\xDF\xA3"))
+        return FilmContainer::Matroska;
+    if (at(head, 0, "RIFF") && at(head, 8, "AVI "))
+        return FilmContainer::Avi;
+    // The version byte follows the three letters.
+    if (at(head, 0, "FLV\x01"))
+        return FilmContainer::Flv;
+    if (at(head, 0, "OggS"))
+        return FilmContainer::Ogg;
+    return FilmContainer::None;
+}
 
 bool content_may_match(const QString &content_type, QByteArrayView head)
 {
@@ -120,6 +160,11 @@ bool content_may_match(const QString &content_type, QByteArrayView head)
         return at(head, 0, "RIFF") && at(head, 8, "AVI ");
     case Signature::Matroska:
         return at(head, 0, "\x1A\x45\xDF\xA3");
+    case Signature::MpegFilm: {
+        const FilmContainer container = film_container(head);
+        return container == FilmContainer::MpegProgram || container == FilmContainer::MpegVideo
+            || container == FilmContainer::MpegTransport;
+    }
     }
     return true;
 }

@@ -2,6 +2,7 @@
 
 #include "content_dates.h"
 #include "content_importer_keys.h"
+#include "content_signature.h"
 #include "descriptor_bytes.h"
 
 extern "C" {
@@ -39,6 +40,38 @@ const char *const video_types[] = {
     "org.matroska.mkv",
     "org.webmproject.webm",
 };
+
+// The only demuxers the library may use: containers that hold their
+// streams themselves. Playlists, manifests, concatenation lists and session
+// descriptions, which name other files and addresses, are not among them.
+constexpr char demuxer_whitelist[] = "mov,mpeg,mpegvideo,mpegts,matroska,avi,flv,ogg";
+
+// The demuxer for the container the file's leading bytes show, chosen here
+// rather than by the library's probe of every demuxer it has.
+const char *demuxer_for(FilmContainer container)
+{
+    switch (container) {
+    case FilmContainer::IsoMedia:
+        return "mov";
+    case FilmContainer::MpegProgram:
+        return "mpeg";
+    case FilmContainer::MpegVideo:
+        return "mpegvideo";
+    case FilmContainer::MpegTransport:
+        return "mpegts";
+    case FilmContainer::Matroska:
+        return "matroska";
+    case FilmContainer::Avi:
+        return "avi";
+    case FilmContainer::Flv:
+        return "flv";
+    case FilmContainer::Ogg:
+        return "ogg";
+    case FilmContainer::None:
+        break;
+    }
+    return nullptr;
+}
 
 struct CodecName
 {
@@ -136,6 +169,21 @@ int past_deadline(void *opaque)
     return static_cast<QElapsedTimer *>(opaque)->hasExpired(time_limit_milliseconds) ? 1 : 0;
 }
 
+// Every file or address a demuxer would open beside the one it was handed
+// (a film's data reference, a nested list's entry) is refused: a reference
+// inside evidence is at most a value, never read.
+int refuse_nested_open(AVFormatContext *, AVIOContext **, const char *, int, AVDictionary **)
+{
+    return AVERROR(EPERM);
+}
+
+// Nothing is ever opened through refuse_nested_open; a stream the library
+// hands back is closed as its own default would.
+int close_nested(AVFormatContext *, AVIOContext *stream)
+{
+    return avio_close(stream);
+}
+
 struct IoContextFree
 {
     void operator()(AVIOContext *context) const
@@ -183,11 +231,20 @@ QStringList VideoImporter::keys() const
     return video_importer_keys();
 }
 
-ImportedValues VideoImporter::import(int fd, const QString &) const
+ImportedValues VideoImporter::import(int fd, const QString &content_type) const
 {
     ImportedValues values;
     DescriptorSource source{ fd, descriptor_size(fd), 0 };
     if (source.size <= 0)
+        return values;
+    // The worker checked the leading bytes; a file that is not one of the
+    // containers read is refused again here, whatever it was named.
+    char head[content_signature_bytes];
+    const qint64 head_size = read_descriptor_at(fd, 0, head, sizeof head);
+    const QByteArrayView leading(head, head_size > 0 ? qsizetype(head_size) : 0);
+    const char *const demuxer_name = demuxer_for(film_container(leading));
+    const AVInputFormat *const demuxer = demuxer_name ? av_find_input_format(demuxer_name) : nullptr;
+    if (!demuxer || !content_may_match(content_type, leading))
         return values;
 
     auto *buffer = static_cast<unsigned char *>(av_malloc(io_buffer_size));
@@ -210,8 +267,25 @@ ImportedValues VideoImporter::import(int fd, const QString &) const
     opened->probesize = probe_bytes;
     opened->max_analyze_duration = analyze_microseconds;
     opened->interrupt_callback = { past_deadline, &clock };
+    // Only the whitelisted demuxers, no protocol at all (the file comes
+    // through the descriptor, not a name), and no nested open.
+    opened->format_whitelist = av_strdup(demuxer_whitelist);
+    opened->protocol_whitelist = av_strdup("");
+    opened->io_open = refuse_nested_open;
+    opened->io_close2 = close_nested;
+    if (!opened->format_whitelist || !opened->protocol_whitelist) {
+        avformat_free_context(opened);
+        return values;
+    }
+    // A QuickTime film's data references name other files; they stay unread
+    // even should the library's default change.
+    AVDictionary *options = nullptr;
+    av_dict_set(&options, "enable_drefs", "0", 0);
     // On failure the library frees the context itself.
-    if (avformat_open_input(&opened, nullptr, nullptr, nullptr) < 0)
+    const int opened_result = avformat_open_input(&opened, nullptr, demuxer, &options);
+    // What the demuxer did not take comes back.
+    const std::unique_ptr<AVDictionary, DictionaryFree> left_over(options);
+    if (opened_result < 0)
         return values;
     const std::unique_ptr<AVFormatContext, FormatContextClose> format(opened);
     // Decoding a few packets completes what the header leaves open (the
