@@ -69,11 +69,19 @@ SpotlightScanSummary read_everything(SpotlightStoreFile &store, bool *all_comple
     std::vector<SpotlightRecordLocation> locations;
     const auto summary = store.scan([&](const SpotlightScannedItem &item) { locations.push_back(item.location); });
     for (const SpotlightRecordLocation &location : locations) {
-        bool complete = false;
-        const auto attributes = store.attributes(location, &complete);
-        *all_complete = *all_complete && attributes && !attributes->empty() && complete;
+        const auto record = store.record(location);
+        *all_complete = *all_complete && record && record->complete();
     }
     return summary;
+}
+
+// The volume's own index in front of fallback, as a run puts them; fallback alone where it has none.
+std::unique_ptr<MetadataStore> with_index(const QString &root, std::unique_ptr<MetadataStore> fallback)
+{
+    auto index = SpotlightVolumeIndex::read(root);
+    if (!index)
+        return fallback;
+    return std::make_unique<SpotlightIndexStore>(root, std::move(index), std::move(fallback));
 }
 
 } // namespace
@@ -141,7 +149,7 @@ void tst_spotlight_index::fixture_values()
     QFETCH(MetadataValue, expected);
 
     const QString root = fixtures + "/" + volume;
-    auto store = SpotlightIndexStore::wrap(root, std::make_unique<FileStoreStandIn>());
+    auto store = with_index(root, std::make_unique<FileStoreStandIn>());
     auto item = store->create_item(root + path);
     QVERIFY(item);
     QCOMPARE(item->copy_attribute(key), expected);
@@ -199,7 +207,7 @@ void tst_spotlight_index::file_store_only_where_the_index_lacks()
 
     auto counting = std::make_unique<FileStoreStandIn>();
     FileStoreStandIn *files = counting.get();
-    auto wrapped = SpotlightIndexStore::wrap(root, std::move(counting));
+    auto wrapped = with_index(root, std::move(counting));
     // Without an index that can be read, the file store alone is the store.
     QCOMPARE(wrapped.get() == files, store != synthetic_store({{40, 2, 100, "a.txt", "A"}}));
     auto item = wrapped->create_item(folder.filePath(asked));
@@ -461,7 +469,7 @@ void tst_spotlight_index::item_by_path()
     QVERIFY(write_file(QFileInfo(index_file(volume.path())).path() + "/.store.db", synthetic_store(dot_store_db, 1)));
     QVERIFY(write_file(volume.filePath(path), QByteArray())); // the index answers only for files on the volume
 
-    auto store = SpotlightIndexStore::wrap(volume.path(), nullptr);
+    auto store = with_index(volume.path(), nullptr);
     QVERIFY(store);
     // The first look-up walks the items, later ones use the tables built at the second: all must agree.
     for (int lookup = 1; lookup <= 3; ++lookup) {

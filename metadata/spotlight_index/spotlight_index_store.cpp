@@ -53,15 +53,6 @@ SpotlightIndexStore::SpotlightIndexStore(std::shared_ptr<const EvidenceVolume> v
 
 SpotlightIndexStore::~SpotlightIndexStore() = default;
 
-std::unique_ptr<MetadataStore> SpotlightIndexStore::wrap(const QString &volume_root,
-                                                         std::unique_ptr<MetadataStore> fallback)
-{
-    auto index = SpotlightVolumeIndex::read(volume_root);
-    if (!index)
-        return fallback;
-    return std::make_unique<SpotlightIndexStore>(volume_root, std::move(index), std::move(fallback));
-}
-
 std::unique_ptr<MetadataItem> SpotlightIndexStore::create_item(const QString &path)
 {
     // Nothing outside the volume is a file of it, whoever else might answer.

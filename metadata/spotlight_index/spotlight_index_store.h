@@ -24,10 +24,6 @@ public:
                         std::unique_ptr<MetadataStore> fallback);
     ~SpotlightIndexStore() override;
 
-    // Reads the index of the volume at volume_root once; when there is none
-    // that can be read, fallback alone is the store.
-    static std::unique_ptr<MetadataStore> wrap(const QString &volume_root, std::unique_ptr<MetadataStore> fallback);
-
     std::unique_ptr<MetadataItem> create_item(const QString &path) override;
 
 private:

@@ -410,28 +410,6 @@ SpotlightScanSummary SpotlightStoreFile::scan(const std::function<void(const Spo
     return summary;
 }
 
-std::optional<std::vector<SpotlightAttribute>> SpotlightStoreFile::attributes(const SpotlightRecordLocation &location,
-                                                                              bool *complete)
-{
-    const QByteArray *contents = cached_page(location.page_offset);
-    if (!contents || quint64(location.record_offset) + location.record_size > quint64(contents->size()))
-        return std::nullopt;
-    SpotlightByteReader record(contents->constData() + location.record_offset, qsizetype(location.record_size));
-    SpotlightRecordHeader header;
-    if (!spotlight_read_record_header(record, header))
-        return std::nullopt;
-    std::vector<SpotlightAttribute> attributes;
-    const SpotlightRecordEnd end = spotlight_read_attributes(
-        record, tables_, [](const SpotlightProperty &) { return true; },
-        [&attributes](const SpotlightProperty &property, MetadataValue &&value) {
-            attributes.push_back({property.name, std::move(value)});
-            return true;
-        });
-    if (complete)
-        *complete = end == SpotlightRecordEnd::Complete;
-    return attributes;
-}
-
 std::optional<SpotlightItemRecord> SpotlightStoreFile::record(const SpotlightRecordLocation &location)
 {
     const QByteArray *contents = cached_page(location.page_offset);

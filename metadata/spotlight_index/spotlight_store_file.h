@@ -50,7 +50,7 @@ struct SpotlightScanSummary
 
 // One store file of a volume's index (store.db or .store.db). Opening it
 // reads its header and tables; scan() walks the item records of every
-// metadata page once; attributes() reads one item's values again when a
+// metadata page once; record() reads one item's values again when a
 // file asks for them, so only a few decompressed pages are ever held.
 class SpotlightStoreFile
 {
@@ -67,12 +67,6 @@ public:
     static std::unique_ptr<SpotlightStoreFile> open_file(const QString &path);
 
     SpotlightScanSummary scan(const std::function<void(const SpotlightScannedItem &)> &visit);
-
-    // Every attribute of the record at location, in the record's order;
-    // nothing when its page can no longer be read. complete tells whether
-    // the whole record could be read.
-    std::optional<std::vector<SpotlightAttribute>> attributes(const SpotlightRecordLocation &location,
-                                                              bool *complete = nullptr);
 
     // The record at location, its values decoded when asked for; nothing
     // when its page can no longer be read. The record needs this store's

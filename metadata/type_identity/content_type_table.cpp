@@ -54,11 +54,7 @@ ContentTypeTable ContentTypeTable::parse(QByteArrayView text)
 
 const ContentType *ContentTypeTable::for_extension(const QString &extension, Form form) const
 {
-    const QHash<QString, qsizetype> *extensions = form == Form::File     ? &file_extensions_
-                                                  : form == Form::Folder ? &folder_extensions_
-                                                                         : nullptr;
-    if (!extensions)
-        return nullptr;
+    const QHash<QString, qsizetype> *extensions = form == Form::File ? &file_extensions_ : &folder_extensions_;
     const auto found = extensions->constFind(extension);
     return found == extensions->constEnd() ? nullptr : &types_[std::size_t(*found)];
 }

@@ -24,7 +24,7 @@ class ContentTypeTable
 {
 public:
     // What kind of object an extension is looked up for.
-    enum class Form { File, Folder, Link };
+    enum class Form { File, Folder };
 
     // The table kept with the worker.
     static const ContentTypeTable &system();

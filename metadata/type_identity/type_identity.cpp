@@ -4,31 +4,7 @@
 
 #include <sys/stat.h>
 
-
 namespace {
-
-const char *const supplied_keys[] = {
-    "kMDItemContentType",
-    "kMDItemContentTypeTree",
-    "kMDItemKind",
-    "kMDItemDisplayName",
-    "kMDItemCFBundleIdentifier",
-    "kMDItemVersion",
-    "kMDItemFSTypeCode",
-    "kMDItemFSCreatorCode",
-    "kMDItemFSFinderFlags",
-    "kMDItemFSLabel",
-    "kMDItemFSInvisible",
-    "kMDItemFSIsExtensionHidden",
-    "kMDItemFSHasCustomIcon",
-    "kMDItemFSIsStationery",
-    "kMDItemDateAdded",
-    "kMDItemFSNodeCount",
-    "kMDItemLogicalSize",
-    "kMDItemPhysicalSize",
-    "kMDItemFSIsReadable",
-    "kMDItemFSIsWriteable",
-};
 
 // A folder with more entries than this is left without a count rather
 // than listed on and on (a damaged or hostile file system).
@@ -53,15 +29,6 @@ MetadataValue text_or_null(const QString &text)
 TypeIdentity::TypeIdentity(const EvidenceVolume &volume)
     : volume_(volume)
 {
-}
-
-bool TypeIdentity::supplies(const QString &key)
-{
-    for (const char *supplied : supplied_keys) {
-        if (key == QLatin1String(supplied))
-            return true;
-    }
-    return false;
 }
 
 QString TypeIdentity::kind_of(const ContentType &type) const

@@ -28,9 +28,6 @@ public:
     // volume must outlive this object.
     explicit TypeIdentity(const EvidenceVolume &volume);
 
-    // Whether key is one this supplier answers.
-    static bool supplies(const QString &key);
-
     // Where kind texts come from before the type table; none by default.
     void set_kind_names(std::shared_ptr<KindNames> kind_names) { kind_names_ = std::move(kind_names); }
 

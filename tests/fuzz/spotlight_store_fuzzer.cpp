@@ -19,7 +19,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::vector<SpotlightRecordLocation> locations;
     store->scan([&locations](const SpotlightScannedItem &item) { locations.push_back(item.location); });
     for (const SpotlightRecordLocation &location : locations) {
-        store->attributes(location);
         // The per-key decoding a run asks for: a key the synthetic and real
         // stores hold, and one no store holds.
         if (const auto record = store->record(location)) {
