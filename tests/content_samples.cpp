@@ -165,7 +165,7 @@ void ContentSamples::make_all()
                   " /Producer (PDF Maker 1.2) /CreationDate (D:20210615122030+02'00') /ModDate (D:20220101000000Z) >>",
                   "/Info 4 0 R")));
     // A title nested far deeper than any document needs.
-    const int depth = 200000;
+    const int depth = 20000;
     QVERIFY(write("nested.pdf", pdf_file("1.7", "<< /Title " + QByteArray(depth, '[') + QByteArray(depth, ']')
                                                     + " /Author (" + QByteArray(depth, '(') + ") >>", "/Info 4 0 R")));
     // Encrypted for anyone to open, and encrypted behind a user password.
