@@ -18,8 +18,6 @@
 #include <cerrno>
 #include <utility>
 
-extern char **environ;
-
 namespace {
 
 // Descriptors the child arranges from; above the few it sets up, so that
@@ -71,7 +69,11 @@ UniqueFd moved_above_standard(UniqueFd fd)
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
     ::signal(SIGPIPE, SIG_DFL);
 
-    ::execve(program, argv, environ);
+    // Nothing of the worker's environment (paths, the examiner's settings,
+    // library switches a loader or parser would obey) reaches a process
+    // that reads hostile files.
+    char *const empty_environment[] = {nullptr};
+    ::execve(program, argv, empty_environment);
     ::_exit(127);
 }
 
