@@ -181,7 +181,8 @@ private slots:
     void confined_importer_refused();
     void confined_importer_reads_as_the_parsers_do_data();
     void confined_importer_reads_as_the_parsers_do();
-    void missing_importer_gives_no_values();
+    void importers_that_cannot_be_had_cost_a_few_waits_data();
+    void importers_that_cannot_be_had_cost_a_few_waits();
 
 private:
     ContentSamples samples;
@@ -407,12 +408,49 @@ void tst_importer_process::confined_importer_reads_as_the_parsers_do()
     QCOMPARE(rendered(importer.import(file.get(), content_type)), in_process);
 }
 
-void tst_importer_process::missing_importer_gives_no_values()
+void tst_importer_process::importers_that_cannot_be_had_cost_a_few_waits_data()
 {
-    Files files;
-    ImporterProcess importer(files.path("no-such-importer"), test_limits());
-    QVERIFY(!import(importer, files, "kMDItemTitle=x"));
-    QVERIFY(!import(importer, files, "kMDItemTitle=y"));
+    QTest::addColumn<QString>("executable"); // under the test folder, or a name for the test importer
+    QTest::addColumn<QByteArrayList>("files");
+    QTest::addColumn<int>("requests");
+    QTest::addColumn<int>("starts");
+    QTest::addColumn<QString>("last_title");
+
+    const QByteArrayList plain(8, "kMDItemTitle=plain");
+    QTest::newRow("an executable that is missing is tried three times, not once a file")
+        << "no-such-importer" << plain << 3 << 0 << QString();
+    QTest::newRow("a spawner that never answers is waited for three times, not once a file")
+        << "silent-spawner" << plain << 3 << 0 << QString();
+    // A hostile evidence maker must not switch content reading off for the
+    // other files.
+    QTest::newRow("files that hang their importers leave the next file read")
+        << "spawner" << (QByteArrayList(5, "sleep") << "kMDItemTitle=after") << 6 << 6 << "after";
+    QTest::newRow("files that crash their importers leave the next file read")
+        << "spawner" << (QByteArrayList(5, "crash") << "kMDItemTitle=after") << 6 << 6 << "after";
+    QTest::newRow("files that signal their spawner leave the next file read")
+        << "spawner" << (QByteArrayList(5, "stop-spawner") << "kMDItemTitle=after") << 6 << 6 << "after";
+}
+
+void tst_importer_process::importers_that_cannot_be_had_cost_a_few_waits()
+{
+    QFETCH(QString, executable);
+    QFETCH(QByteArrayList, files);
+    QFETCH(int, requests);
+    QFETCH(int, starts);
+    QFETCH(QString, last_title);
+
+    Files evidence;
+    const QString program = executable == "no-such-importer" ? evidence.path(executable)
+                                                              : evidence.test_importer_named(executable);
+    ImporterProcess importer(program, test_limits());
+    std::optional<ImportedValues> last;
+    for (const QByteArray &content : files)
+        last = import(importer, evidence, content);
+    QCOMPARE(importer.requests(), requests);
+    QCOMPARE(importer.starts(), starts);
+    QCOMPARE(importer.given_up(), starts == 0);
+    QCOMPARE(value_of(last, "kMDItemTitle"), last_title.isEmpty() ? MetadataValue::null_value()
+                                                                   : MetadataValue::from_text(last_title));
     QCOMPARE(zombie_children(), 0);
 }
 

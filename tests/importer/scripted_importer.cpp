@@ -20,8 +20,9 @@
 //                        write elsewhere than its channel, signal its
 //                        spawner) and gives the error of each, 0 for success
 //
-// Started under a name ending in "threaded-spawner" it holds a thread, so
-// that its importers are started again by exec.
+// Started under a name ending in "silent-spawner" it never answers the
+// worker at all; under one ending in "threaded-spawner" it holds a thread,
+// so that its importers are started again by exec.
 
 #include "importer_spawner.h"
 #include "importers/import_protocol.h"
@@ -215,6 +216,10 @@ int main(int argc, char *argv[])
     if (argc == 2 && std::strcmp(argv[1], importer_only_argument) == 0)
         return run_exec_started_importer(scripted_importers);
     const QByteArray name = argv[0];
+    if (name.endsWith("silent-spawner")) {
+        for (;;)
+            ::pause();
+    }
     std::thread held;
     if (name.endsWith("threaded-spawner"))
         held = std::thread([] { ::pause(); });
