@@ -14,7 +14,7 @@
 // beside the worker.
 std::unique_ptr<MetadataStore> create_platform_metadata_store(const QString &volume_root)
 {
-    auto files = std::make_unique<FileMetadataStore>(volume_root, ContentImportSource::beside_worker());
+    auto files = std::make_unique<FileMetadataStore>(volume_root, ContentImportSource::installed());
     std::unique_ptr<SpotlightVolumeIndex> index = SpotlightVolumeIndex::read(volume_root);
     if (!index)
         return files;
