@@ -144,6 +144,9 @@ bool filter_system_calls(int channel)
     const Filter filter(seccomp_init(SCMP_ACT_ERRNO(EPERM)), seccomp_release);
     if (!filter)
         return false;
+    // Every thread is filtered, not only the caller: an importer started by
+    // exec may hold threads its libraries started at load.
+    seccomp_attr_set(filter.get(), SCMP_FLTATR_CTL_TSYNC, 1);
     const pid_t self = ::getpid();
     for (const Allowed &rule : allowed)
         allow(filter, rule, channel, self);

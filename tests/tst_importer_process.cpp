@@ -359,6 +359,9 @@ void tst_importer_process::confined_importer_refused_data()
                 << by_exec << refusal.call << refusal.error;
         }
     }
+    // A thread a library started before the sandbox is confined with the rest.
+    QTest::newRow("exec-started importer: opening a file by name from an earlier thread is refused")
+        << true << "open-elsewhere" << EPERM;
 }
 
 void tst_importer_process::confined_importer_refused()

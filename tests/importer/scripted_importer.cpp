@@ -18,7 +18,9 @@
 //   trespass             tries what its sandbox refuses (open a file by
 //                        name, make a socket, start a program or a process,
 //                        write elsewhere than its channel, signal its
-//                        spawner) and gives the error of each, 0 for success
+//                        spawner) and gives the error of each, 0 for success;
+//                        started by exec, it also has a thread it started
+//                        before the sandbox try to open a file
 //
 // Started under a name ending in "silent-spawner" it never answers the
 // worker at all; under one ending in "threaded-spawner" it holds a thread,
@@ -39,7 +41,9 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -79,6 +83,57 @@ double outcome(long result)
     return result < 0 ? errno : 0;
 }
 
+// A thread started before the sandbox, as a library may start one at load,
+// that tries to open a file by name when asked.
+class Bystander
+{
+public:
+    // Returns once the thread runs: one still starting would be caught by
+    // the sandbox halfway through its start.
+    Bystander() : thread([this] { serve(); })
+    {
+        thread.detach();
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [this] { return serving; });
+    }
+
+    // The error its open gave, 0 for success.
+    int try_open()
+    {
+        std::unique_lock<std::mutex> lock(mutex);
+        asked = true;
+        changed.notify_all();
+        changed.wait(lock, [this] { return !asked; });
+        return error;
+    }
+
+private:
+    void serve()
+    {
+        std::unique_lock<std::mutex> lock(mutex);
+        serving = true;
+        changed.notify_all();
+        for (;;) {
+            changed.wait(lock, [this] { return asked; });
+            const int opened = ::open("/etc/passwd", O_RDONLY | O_CLOEXEC);
+            error = opened < 0 ? errno : 0;
+            if (opened >= 0)
+                ::close(opened);
+            asked = false;
+            changed.notify_all();
+        }
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool serving = false;
+    bool asked = false;
+    int error = 0;
+    std::thread thread;
+};
+
+Bystander *bystander = nullptr;
+
 // What the sandbox refuses, tried; each key holds the error it gave.
 ImportedValues trespass(pid_t spawner)
 {
@@ -98,6 +153,8 @@ ImportedValues trespass(pid_t spawner)
     record("fork", outcome(child));
     record("write", outcome(::write(STDERR_FILENO, "x", 1)));
     record("signal", outcome(::kill(spawner, 0)));
+    if (bystander)
+        record("open-elsewhere", bystander->try_open());
     if (opened >= 0)
         ::close(opened);
     if (socket >= 0)
@@ -213,8 +270,10 @@ ContentImporters scripted_importers()
 
 int main(int argc, char *argv[])
 {
-    if (argc == 2 && std::strcmp(argv[1], importer_only_argument) == 0)
+    if (argc == 2 && std::strcmp(argv[1], importer_only_argument) == 0) {
+        bystander = new Bystander;
         return run_exec_started_importer(scripted_importers);
+    }
     const QByteArray name = argv[0];
     if (name.endsWith("silent-spawner")) {
         for (;;)
