@@ -69,6 +69,10 @@ void leave_privileges()
         if (::getppid() != parent)
             ::_exit(127);
     }
+    // A hijacked importer runs as the same user as the others and the
+    // spawner: none of them may attach to another or read its memory. Set
+    // last, since a change of user or an exec resets it.
+    ::prctl(PR_SET_DUMPABLE, 0);
 }
 
 } // namespace importer_privileges

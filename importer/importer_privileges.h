@@ -13,9 +13,10 @@ constexpr unsigned nobody = 65534;
 // Enters a fresh, empty network namespace (needs CAP_SYS_ADMIN), drops every
 // capability from the bounding set, switches a root process to nobody with
 // no supplementary groups, clears its remaining capabilities, sets
-// no_new_privs and moves to "/". A step the host does not allow (no
-// privilege, an older kernel) is skipped; the others are still taken.
-// The parent-death signal, which a change of user clears, is set again.
+// no_new_privs, moves to "/" and makes itself impossible to attach to. A
+// step the host does not allow (no privilege, an older kernel) is skipped;
+// the others are still taken. The parent-death signal, which a change of
+// user clears, is set again.
 void leave_privileges();
 
 } // namespace importer_privileges

@@ -104,11 +104,10 @@ int run_importer_spawner(int control, ContentImportersMaker make_importers)
     // taken here, once, for every importer it forks: they start as nobody,
     // in an empty network namespace. It stays free to fork and exec, so
     // the rest of the confinement is each importer's own.
+    // That includes not being dumpable: a hijacked importer must not be
+    // able to attach to the spawner and take over the process that forks
+    // the next ones.
     importer_privileges::leave_privileges();
-    // A hijacked importer runs as the same user: it must not be able to
-    // attach to the spawner and take over the process that forks the next
-    // ones. (Set after the change of user, which resets it.)
-    ::prctl(PR_SET_DUMPABLE, 0);
     // Importers are reaped only after the worker asked to end them.
     ::signal(SIGCHLD, SIG_DFL);
 
