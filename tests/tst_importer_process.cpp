@@ -3,6 +3,7 @@
 // the worker gets the next file's values from a fresh process.
 
 #include "content_samples.h"
+#include "file_system_lockout.h"
 #include "importers/importer_process.h"
 #include "metadata_value_text.h"
 
@@ -11,6 +12,7 @@
 #include <QtTest>
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -179,6 +181,8 @@ private slots:
     void confinement_of_a_live_importer();
     void confined_importer_refused_data();
     void confined_importer_refused();
+    void file_system_lockout_data();
+    void file_system_lockout();
     void confined_importer_reads_as_the_parsers_do_data();
     void confined_importer_reads_as_the_parsers_do();
     void importers_that_cannot_be_had_cost_a_few_waits_data();
@@ -380,6 +384,57 @@ void tst_importer_process::confined_importer_refused()
     const std::optional<ImportedValues> tried = import(importer, files, "trespass");
     QVERIFY(tried);
     QCOMPARE(value_of(tried, call), MetadataValue::from_number(error));
+}
+
+void tst_importer_process::file_system_lockout_data()
+{
+    QTest::addColumn<QString>("attempt");
+    QTest::addColumn<bool>("allowed");
+
+    QTest::newRow("reading a file by name is refused") << "read" << false;
+    QTest::newRow("listing a folder is refused") << "list" << false;
+    QTest::newRow("creating a file is refused") << "create" << false;
+    QTest::newRow("a descriptor opened before stays readable") << "held" << true;
+}
+
+// Behind the system-call filter, Landlock is what still refuses the file
+// system should the filter be missing: tried in a child on its own.
+void tst_importer_process::file_system_lockout()
+{
+    QFETCH(QString, attempt);
+    QFETCH(bool, allowed);
+
+    Files files;
+    const UniqueFd held = files.open("held");
+    const QByteArray readable = QFile::encodeName(files.path("1"));
+    const QByteArray folder = QFile::encodeName(files.path(QString()));
+    const QByteArray created = QFile::encodeName(files.path("created"));
+    // Decided before the fork: the child makes system calls only.
+    const int kind = QStringList{"read", "list", "create", "held"}.indexOf(attempt);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+        if (!file_system_lockout::lock_out())
+            ::_exit(77);
+        int result = -1;
+        char byte = 0;
+        if (kind == 0)
+            result = ::open(readable.constData(), O_RDONLY);
+        else if (kind == 1)
+            result = ::open(folder.constData(), O_RDONLY | O_DIRECTORY);
+        else if (kind == 2)
+            result = ::open(created.constData(), O_WRONLY | O_CREAT | O_EXCL, 0600);
+        else if (kind == 3)
+            result = int(::pread(held.get(), &byte, 1, 0));
+        ::_exit(result >= 0 ? 0 : errno == EACCES ? 13 : 1);
+    }
+    int status = 0;
+    QCOMPARE(::waitpid(child, &status, 0), child);
+    QVERIFY(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 77)
+        QSKIP("this kernel has no Landlock");
+    QCOMPARE(WEXITSTATUS(status), allowed ? 0 : 13);
+    QVERIFY(!QFile::exists(files.path("created")));
 }
 
 void tst_importer_process::confined_importer_reads_as_the_parsers_do_data()
