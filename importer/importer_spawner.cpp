@@ -102,11 +102,10 @@ int run_importer_spawner(int control, ContentImportersMaker make_importers)
     const bool threaded = thread_count() > 1;
     // The spawner reads no evidence, but the steps that need privilege are
     // taken here, once, for every importer it forks: they start as nobody,
-    // in an empty network namespace. It stays free to fork and exec, so
-    // the rest of the confinement is each importer's own.
-    // That includes not being dumpable: a hijacked importer must not be
-    // able to attach to the spawner and take over the process that forks
-    // the next ones.
+    // in an empty network namespace. Nor is the spawner dumpable: a
+    // hijacked importer must not attach to it and take over the process
+    // that forks the next ones. It stays free to fork and exec, so the rest
+    // of the confinement is each importer's own.
     importer_privileges::leave_privileges();
     // Importers are reaped only after the worker asked to end them.
     ::signal(SIGCHLD, SIG_DFL);

@@ -41,9 +41,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <condition_variable>
+#include <atomic>
 #include <cstring>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -84,52 +83,46 @@ double outcome(long result)
 }
 
 // A thread started before the sandbox, as a library may start one at load,
-// that tries to open a file by name when asked.
+// that tries to open a file by name whenever asked.
 class Bystander
 {
 public:
     // Returns once the thread runs: one still starting would be caught by
     // the sandbox halfway through its start.
-    Bystander() : thread([this] { serve(); })
+    Bystander()
     {
-        thread.detach();
-        std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [this] { return serving; });
+        std::thread([this] { serve(); }).detach();
+        while (error.load() == unset)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 
     // The error its open gave, 0 for success.
     int try_open()
     {
-        std::unique_lock<std::mutex> lock(mutex);
-        asked = true;
-        changed.notify_all();
-        changed.wait(lock, [this] { return !asked; });
+        error = asked;
+        while (error.load() == asked)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         return error;
     }
 
 private:
-    void serve()
+    static constexpr int unset = -1, asked = -2;
+
+    [[noreturn]] void serve()
     {
-        std::unique_lock<std::mutex> lock(mutex);
-        serving = true;
-        changed.notify_all();
+        error = 0;
         for (;;) {
-            changed.wait(lock, [this] { return asked; });
-            const int opened = ::open("/etc/passwd", O_RDONLY | O_CLOEXEC);
-            error = opened < 0 ? errno : 0;
-            if (opened >= 0)
-                ::close(opened);
-            asked = false;
-            changed.notify_all();
+            if (error.load() == asked) {
+                const int opened = ::open("/etc/passwd", O_RDONLY | O_CLOEXEC);
+                error = opened < 0 ? errno : 0;
+                if (opened >= 0)
+                    ::close(opened);
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     }
 
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool serving = false;
-    bool asked = false;
-    int error = 0;
-    std::thread thread;
+    std::atomic<int> error{unset};
 };
 
 Bystander *bystander = nullptr;
