@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <initializer_list>
 #include <memory>
 
 namespace importer_sandbox {
@@ -24,8 +23,6 @@ enum class When {
     OnDescriptor,     // a status of a descriptor (AT_EMPTY_PATH), fstatat's flags
     OnDescriptorX,    // the same, statx's flags
     NeverExecutable,  // memory that is not made executable
-    DescriptorFlags,  // reading or setting a descriptor's flags, nothing else
-    ReadingLimits,    // reading its limits, never setting them
 };
 
 struct Allowed
@@ -48,7 +45,6 @@ const Allowed allowed[] = {
     {SCMP_SYS(fstat), When::Always},
     {SCMP_SYS(newfstatat), When::OnDescriptor},
     {SCMP_SYS(statx), When::OnDescriptorX},
-    {SCMP_SYS(fcntl), When::DescriptorFlags},
     {SCMP_SYS(close), When::Always},
     // Memory.
     {SCMP_SYS(brk), When::Always},
@@ -57,7 +53,6 @@ const Allowed allowed[] = {
     {SCMP_SYS(mremap), When::Always},
     {SCMP_SYS(munmap), When::Always},
     {SCMP_SYS(madvise), When::Always},
-    {SCMP_SYS(prlimit64), When::ReadingLimits},
     // Time, locks and the randomness of hash tables.
     {SCMP_SYS(clock_gettime), When::Always},
     {SCMP_SYS(clock_getres), When::Always},
@@ -127,13 +122,6 @@ void allow(const Filter &filter, const Allowed &rule, int channel, pid_t self)
         break;
     case When::NeverExecutable:
         add(SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0));
-        break;
-    case When::DescriptorFlags:
-        for (const int command : {F_GETFD, F_SETFD, F_GETFL, F_SETFL})
-            add(SCMP_A1(SCMP_CMP_EQ, scmp_datum_t(command)));
-        break;
-    case When::ReadingLimits:
-        add(SCMP_A2(SCMP_CMP_EQ, 0));
         break;
     }
 }

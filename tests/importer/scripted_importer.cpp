@@ -57,13 +57,13 @@ QByteArray head_of(int file)
 }
 
 // Descriptors open besides the standard ones, the channel and the file,
-// found by asking for each one's flags: no listing of /proc is open to a
+// found by asking each one's position: no listing of /proc is open to a
 // confined importer.
 int foreign_descriptors(int file)
 {
     int count = 0;
     for (int fd = import_protocol::importer_channel_fd + 1; fd < 1024; ++fd) {
-        if (fd != file && ::fcntl(fd, F_GETFD) >= 0)
+        if (fd != file && (::lseek(fd, 0, SEEK_CUR) >= 0 || errno != EBADF))
             ++count;
     }
     return count;
@@ -161,7 +161,11 @@ class ScriptedImporter : public ContentImporter
 {
 public:
     // Made before the importer is confined, which may refuse to tell.
-    ScriptedImporter() : dumpable(::prctl(PR_GET_DUMPABLE)), spawner(::getppid()) {}
+    ScriptedImporter() : dumpable(::prctl(PR_GET_DUMPABLE)), spawner(::getppid())
+    {
+        ::getrlimit(RLIMIT_AS, &address_space);
+        ::getrlimit(RLIMIT_CORE, &core);
+    }
 
     QString name() const override { return QStringLiteral("scripted"); }
     bool reads(const QString &) const override { return true; }
@@ -219,9 +223,6 @@ public:
                 std::fputs("importer chatter on stderr\n", stderr);
                 std::fflush(nullptr);
             } else if (line == "limits") {
-                rlimit address_space = {}, core = {};
-                ::getrlimit(RLIMIT_AS, &address_space);
-                ::getrlimit(RLIMIT_CORE, &core);
                 values.emplace_back("kMDItemPixelWidth", MetadataValue::from_number(double(address_space.rlim_max)));
                 values.emplace_back("kMDItemPixelHeight", MetadataValue::from_number(double(core.rlim_max)));
                 values.emplace_back("kMDItemNumberOfPages", MetadataValue::from_number(foreign_descriptors(file)));
@@ -250,6 +251,7 @@ private:
     mutable int served = 0;
     const int dumpable;
     const pid_t spawner;
+    rlimit address_space = {}, core = {};
 };
 
 ContentImporters scripted_importers()
