@@ -46,7 +46,7 @@ const Allowed allowed[] = {
     {SCMP_SYS(newfstatat), When::OnDescriptor},
     {SCMP_SYS(statx), When::OnDescriptorX},
     {SCMP_SYS(close), When::Always},
-    // Memory.
+    // Memory; none made executable, so no code it writes can run.
     {SCMP_SYS(brk), When::Always},
     {SCMP_SYS(mmap), When::NeverExecutable},
     {SCMP_SYS(mprotect), When::NeverExecutable},
