@@ -1,5 +1,7 @@
 #include "importer_spawner.h"
 
+#include "importer_privileges.h"
+#include "importer_sandbox.h"
 #include "importers/descriptor_channel.h"
 #include "importers/import_protocol.h"
 #include "importers/spawn_protocol.h"
@@ -62,6 +64,7 @@ int thread_count()
     // Its limits are the spawner's, which the worker set; the processor
     // time counts from this fork on.
     const ContentImporters importers = make_importers();
+    importer_sandbox::confine_importer(import_protocol::importer_channel_fd);
     // Nothing the spawner's libraries registered to run at exit concerns it.
     ::_exit(run_importer_loop(import_protocol::importer_channel_fd, importers));
 }
@@ -84,17 +87,28 @@ void reap_finished(std::vector<pid_t> &ended)
 
 } // namespace
 
+int run_exec_started_importer(ContentImportersMaker make_importers)
+{
+    const ContentImporters importers = make_importers();
+    importer_sandbox::confine_importer(import_protocol::importer_channel_fd);
+    return run_importer_loop(import_protocol::importer_channel_fd, importers);
+}
+
 int run_importer_spawner(int control, ContentImportersMaker make_importers)
 {
-    // A hijacked importer runs as the same user: it must not be able to
-    // attach to the spawner and take over the process that forks the next ones.
-    ::prctl(PR_SET_DUMPABLE, 0);
-    // Importers are reaped only after the worker asked to end them.
-    ::signal(SIGCHLD, SIG_DFL);
     // A fork copies only the forking thread: a lock another thread held
     // would stay held forever in every importer. Should a library ever
     // start a thread, importers cost an exec again rather than nothing.
     const bool threaded = thread_count() > 1;
+    // The spawner reads no evidence, but the steps that need privilege are
+    // taken here, once, for every importer it forks: they start as nobody,
+    // in an empty network namespace. Nor is the spawner dumpable: a
+    // hijacked importer must not attach to it and take over the process
+    // that forks the next ones. It stays free to fork and exec, so the rest
+    // of the confinement is each importer's own.
+    importer_privileges::leave_privileges();
+    // Importers are reaped only after the worker asked to end them.
+    ::signal(SIGCHLD, SIG_DFL);
 
     const pid_t self = ::getpid();
     // Importers forked and not yet ended, and those killed but not reaped.

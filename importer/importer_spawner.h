@@ -18,4 +18,9 @@ int run_importer_spawner(int control, ContentImportersMaker make_importers);
 // the channel at its fixed descriptor, for spawners that can't fork one.
 constexpr const char *importer_only_argument = "--importer-only";
 
+// Serves the channel at its fixed descriptor as one importer started with
+// importer_only_argument: confined as a forked importer is, before it
+// reads its first file. Returns the process's exit status.
+int run_exec_started_importer(ContentImportersMaker make_importers);
+
 #endif // IMPORTER_SPAWNER_H

@@ -17,7 +17,7 @@ std::unique_ptr<MetadataStore> create_platform_metadata_store(const QString &vol
 {
     // One volume, opened once, serves every supplier of the run.
     const auto volume = std::make_shared<const HostFolderVolume>(volume_root);
-    auto files = std::make_unique<FileMetadataStore>(volume, ContentImportSource::beside_worker());
+    auto files = std::make_unique<FileMetadataStore>(volume, ContentImportSource::installed());
     std::unique_ptr<SpotlightVolumeIndex> index = SpotlightVolumeIndex::read(*volume);
     if (!index)
         return files;

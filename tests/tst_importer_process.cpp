@@ -2,15 +2,21 @@
 // files script its misbehaviour: whatever one file does to the importer,
 // the worker gets the next file's values from a fresh process.
 
+#include "content_samples.h"
+#include "file_system_lockout.h"
 #include "importers/importer_process.h"
+#include "metadata_value_text.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 using namespace std::chrono_literals;
 
@@ -39,6 +45,12 @@ public:
         return UniqueFd(::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     }
     QString path(const QString &name) const { return dir.filePath(name); }
+    // The test importer under another name, which changes how it behaves.
+    QString test_importer_named(const QString &name) const
+    {
+        QFile::link(VANTREL_TEST_IMPORTER, path(name));
+        return path(name);
+    }
 
 private:
     QTemporaryDir dir;
@@ -108,6 +120,51 @@ QList<pid_t> importer_processes()
     return spawners.size() == 1 ? spawners + living_children(spawners[0]) : QList<pid_t>();
 }
 
+// The fields of a process's /proc/<pid>/status, by name.
+QMap<QByteArray, QByteArray> status_of(pid_t pid)
+{
+    QMap<QByteArray, QByteArray> fields;
+    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
+    if (status.open(QIODevice::ReadOnly)) {
+        for (const QByteArray &line : status.readAll().split('\n')) {
+            const int colon = line.indexOf(':');
+            if (colon > 0)
+                fields.insert(line.left(colon), line.mid(colon + 1).simplified());
+        }
+    }
+    return fields;
+}
+
+// What a process's /proc/<pid>/<link> points at.
+QByteArray proc_link(pid_t pid, const char *link)
+{
+    char target[256];
+    const ssize_t size = ::readlink(QByteArray("/proc/" + QByteArray::number(pid) + '/' + link).constData(), target,
+                                    sizeof target);
+    return size > 0 ? QByteArray(target, size) : QByteArray();
+}
+
+// A process's environment, one variable an item.
+QByteArrayList environment_of(pid_t pid)
+{
+    QFile environ(QStringLiteral("/proc/%1/environ").arg(pid));
+    if (!environ.open(QIODevice::ReadOnly))
+        return {"unreadable"};
+    QByteArrayList variables = environ.readAll().split('\0');
+    variables.removeAll(QByteArray());
+    return variables;
+}
+
+// The values rendered as the worker stores them, one "key=text" each, sorted.
+QStringList rendered(const std::optional<ImportedValues> &values)
+{
+    QStringList texts;
+    for (const auto &[key, value] : values.value_or(ImportedValues()))
+        texts.append(key + QLatin1Char('=') + metadata_value_text(value));
+    texts.sort();
+    return texts;
+}
+
 } // namespace
 
 class tst_importer_process : public QObject
@@ -120,7 +177,18 @@ private slots:
     void limits_and_descriptors_of_the_process();
     void sparse_video_read_whole_or_stopped();
     void process_replaced_after_its_share_of_files();
-    void missing_importer_gives_no_values();
+    void confinement_of_a_live_importer_data();
+    void confinement_of_a_live_importer();
+    void confined_importer_refused_data();
+    void confined_importer_refused();
+    void file_system_lockout();
+    void confined_importer_reads_as_the_parsers_do_data();
+    void confined_importer_reads_as_the_parsers_do();
+    void importers_that_cannot_be_had_cost_a_few_waits_data();
+    void importers_that_cannot_be_had_cost_a_few_waits();
+
+private:
+    ContentSamples samples;
 };
 
 void tst_importer_process::failing_file_costs_only_its_own_values_data()
@@ -136,7 +204,8 @@ void tst_importer_process::failing_file_costs_only_its_own_values_data()
     QTest::newRow("address space exhausted") << QByteArray("memory");
     // The forged answer names no request sent; the true one comes too late for its file.
     QTest::newRow("answer to a request never sent") << QByteArray("forge\nkMDItemTitle=own");
-    // A hijacked importer can signal the spawner, which runs as the same user.
+    // Where the host has no system-call filter, a hijacked importer can
+    // signal the spawner, which runs as the same user.
     QTest::newRow("spawner killed by its importer") << QByteArray("kill-spawner");
     QTest::newRow("spawner stopped by its importer") << QByteArray("stop-spawner");
 }
@@ -220,12 +289,202 @@ void tst_importer_process::process_replaced_after_its_share_of_files()
     QCOMPARE(importer.requests(), 7);
 }
 
-void tst_importer_process::missing_importer_gives_no_values()
+void tst_importer_process::confinement_of_a_live_importer_data()
+{
+    QTest::addColumn<QString>("executable"); // empty: the test importer as a threaded spawner
+    QTest::addColumn<bool>("started_by_exec");
+
+    QTest::newRow("shipped importer, forked by its spawner") << QStringLiteral(VANTREL_IMPORTER) << false;
+    QTest::newRow("test importer, forked by its spawner") << QStringLiteral(VANTREL_TEST_IMPORTER) << false;
+    QTest::newRow("test importer started by exec from a threaded spawner") << QString() << true;
+}
+
+void tst_importer_process::confinement_of_a_live_importer()
+{
+    QFETCH(QString, executable);
+    QFETCH(bool, started_by_exec);
+
+    Files files;
+    ImporterProcess importer(executable.isEmpty() ? files.test_importer_named("threaded-spawner") : executable,
+                             test_limits());
+    // A file no importer reads: the importer then waits for the next one.
+    const UniqueFd file = files.open("kMDItemTitle=x");
+    QVERIFY(importer.import(file.get(), QStringLiteral("public.plain-text")));
+    const QList<pid_t> processes = importer_processes();
+    QCOMPARE(processes.size(), 2);
+    const pid_t live = processes[1];
+    QFile command_line(QStringLiteral("/proc/%1/cmdline").arg(live));
+    QVERIFY(command_line.open(QIODevice::ReadOnly));
+    QCOMPARE(command_line.readAll().contains("--importer-only"), started_by_exec);
+
+    const QMap<QByteArray, QByteArray> status = status_of(live);
+    QCOMPARE(status.value("NoNewPrivs"), QByteArray("1"));
+    QCOMPARE(status.value("Seccomp"), QByteArray("2"));
+    for (const char *capabilities : {"CapEff", "CapPrm", "CapInh", "CapAmb"})
+        QCOMPARE(status.value(capabilities), QByteArray("0000000000000000"));
+    // Not dumpable: its /proc entries belong to root, not to its own user,
+    // whom another hijacked importer would share.
+    QCOMPARE(QFileInfo(QStringLiteral("/proc/%1/environ").arg(live)).ownerId(), 0u);
+    if (::geteuid() == 0) {
+        // Only root may read what a process that is not dumpable holds.
+        QVERIFY2(environment_of(live).isEmpty() || environment_of(live) == QByteArrayList{"LC_ALL=C"},
+                 environment_of(live).join(' ').constData());
+        QCOMPARE(proc_link(live, "cwd"), QByteArray("/"));
+        // Started by root: nobody, with no groups and no capability to regain.
+        QCOMPARE(status.value("Uid"), QByteArray("65534 65534 65534 65534"));
+        QCOMPARE(status.value("Gid"), QByteArray("65534 65534 65534 65534"));
+        QCOMPARE(status.value("Groups"), QByteArray());
+        QCOMPARE(status.value("CapBnd"), QByteArray("0000000000000000"));
+        // In a network namespace of its own.
+        QVERIFY(proc_link(live, "ns/net") != proc_link(::getpid(), "ns/net"));
+        QCOMPARE(proc_link(live, "ns/net"), proc_link(processes[0], "ns/net"));
+    }
+}
+
+void tst_importer_process::confined_importer_refused_data()
+{
+    QTest::addColumn<bool>("started_by_exec");
+    QTest::addColumn<QString>("call");
+    QTest::addColumn<int>("error");
+
+    const struct
+    {
+        const char *what;
+        const char *call;
+        int error;
+    } refusals[] = {
+        {"opening a file by name", "open", EPERM},
+        {"making a socket", "socket", EPERM},
+        {"starting a program", "execve", EPERM},
+        {"starting a process", "fork", EPERM},
+        {"writing on standard error", "write", EPERM},
+        {"signalling its spawner", "signal", EPERM},
+    };
+    for (const bool by_exec : {false, true}) {
+        for (const auto &refusal : refusals) {
+            QTest::addRow("%s importer: %s is refused", by_exec ? "exec-started" : "forked", refusal.what)
+                << by_exec << refusal.call << refusal.error;
+        }
+    }
+    // A thread a library started before the sandbox is confined with the rest.
+    QTest::newRow("exec-started importer: opening a file by name from an earlier thread is refused")
+        << true << "open-elsewhere" << EPERM;
+}
+
+void tst_importer_process::confined_importer_refused()
+{
+    QFETCH(bool, started_by_exec);
+    QFETCH(QString, call);
+    QFETCH(int, error);
+
+    Files files;
+    ImporterProcess importer(started_by_exec ? files.test_importer_named("threaded-spawner") : VANTREL_TEST_IMPORTER,
+                             test_limits());
+    const std::optional<ImportedValues> tried = import(importer, files, "trespass");
+    QVERIFY(tried);
+    QCOMPARE(value_of(tried, call), MetadataValue::from_number(error));
+}
+
+// Behind the system-call filter, Landlock is what still refuses the file
+// system should the filter be missing: tried in a child on its own.
+void tst_importer_process::file_system_lockout()
 {
     Files files;
-    ImporterProcess importer(files.path("no-such-importer"), test_limits());
-    QVERIFY(!import(importer, files, "kMDItemTitle=x"));
-    QVERIFY(!import(importer, files, "kMDItemTitle=y"));
+    const UniqueFd held = files.open("held");
+    const QByteArray path = QFile::encodeName(files.path("1"));
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+        if (!file_system_lockout::lock_out())
+            ::_exit(77);
+        char byte = 0;
+        // Exit status 0 only when opening by name is refused and the held descriptor still reads.
+        const bool refused = ::open(path.constData(), O_RDONLY) < 0 && errno == EACCES;
+        ::_exit(refused && ::pread(held.get(), &byte, 1, 0) == 1 ? 0 : 1);
+    }
+    int status = 0;
+    QCOMPARE(::waitpid(child, &status, 0), child);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 77)
+        QSKIP("this kernel has no Landlock");
+    QVERIFY(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
+void tst_importer_process::confined_importer_reads_as_the_parsers_do_data()
+{
+    QTest::addColumn<QString>("sample");
+    QTest::addColumn<QString>("content_type");
+
+    samples.make_all();
+    const char *const read[][2] = {
+        {"photo.jpg", "public.jpeg"}, {"turned.jpg", "public.jpeg"}, {"alpha.png", "public.png"},
+        {"small.heic", "public.heic"}, {"written.pdf", "com.adobe.pdf"}, {"described.pdf", "com.adobe.pdf"},
+        {"open-encrypted.pdf", "com.adobe.pdf"}, {"locked.pdf", "com.adobe.pdf"}, {"song.mp3", "public.mp3"},
+        {"song.m4a", "com.apple.m4a-audio"}, {"song.wav", "com.microsoft.waveform-audio"},
+        {"clip.mp4", "public.mpeg-4"}, {"clip.mov", "com.apple.quicktime-movie"},
+        {"report.docx", "org.openxmlformats.wordprocessingml.document"},
+        {"minutes.odt", "org.oasis-open.opendocument.text"},
+    };
+    for (const auto &[sample, content_type] : read) {
+        if (!samples.missing.count(sample))
+            QTest::newRow(sample) << QString::fromLatin1(sample) << QString::fromLatin1(content_type);
+    }
+}
+
+void tst_importer_process::confined_importer_reads_as_the_parsers_do()
+{
+    QFETCH(QString, sample);
+    QFETCH(QString, content_type);
+
+    const QStringList in_process = rendered(import_file(samples.path(sample), content_type));
+    QVERIFY(!in_process.isEmpty());
+    ImporterProcess importer(VANTREL_IMPORTER);
+    const UniqueFd file(::open(QFile::encodeName(samples.path(sample)).constData(), O_RDONLY | O_CLOEXEC));
+    QCOMPARE(rendered(importer.import(file.get(), content_type)), in_process);
+}
+
+void tst_importer_process::importers_that_cannot_be_had_cost_a_few_waits_data()
+{
+    QTest::addColumn<QString>("executable"); // under the test folder, or a name for the test importer
+    QTest::addColumn<QByteArrayList>("files");
+    QTest::addColumn<int>("requests");
+    QTest::addColumn<int>("starts");
+    QTest::addColumn<QString>("last_title");
+
+    const QByteArrayList plain(8, "kMDItemTitle=plain");
+    QTest::newRow("an executable that is missing is tried three times, not once a file")
+        << "no-such-importer" << plain << 3 << 0 << QString();
+    QTest::newRow("a spawner that never answers is waited for three times, not once a file")
+        << "silent-spawner" << plain << 3 << 0 << QString();
+    // A hostile evidence maker must not switch content reading off for the
+    // other files.
+    QTest::newRow("files that hang their importers leave the next file read")
+        << "spawner" << (QByteArrayList(5, "sleep") << "kMDItemTitle=after") << 6 << 6 << "after";
+    QTest::newRow("files that crash their importers leave the next file read")
+        << "spawner" << (QByteArrayList(5, "crash") << "kMDItemTitle=after") << 6 << 6 << "after";
+    QTest::newRow("files that signal their spawner leave the next file read")
+        << "spawner" << (QByteArrayList(5, "stop-spawner") << "kMDItemTitle=after") << 6 << 6 << "after";
+}
+
+void tst_importer_process::importers_that_cannot_be_had_cost_a_few_waits()
+{
+    QFETCH(QString, executable);
+    QFETCH(QByteArrayList, files);
+    QFETCH(int, requests);
+    QFETCH(int, starts);
+    QFETCH(QString, last_title);
+
+    Files evidence;
+    const QString program = executable == "no-such-importer" ? evidence.path(executable)
+                                                              : evidence.test_importer_named(executable);
+    ImporterProcess importer(program, test_limits());
+    std::optional<ImportedValues> last;
+    for (const QByteArray &content : files)
+        last = import(importer, evidence, content);
+    QCOMPARE(importer.requests(), requests);
+    QCOMPARE(importer.starts(), starts);
+    QCOMPARE(importer.given_up(), starts == 0);
+    QCOMPARE(value_of(last, "kMDItemTitle"), last_title.isEmpty() ? MetadataValue::null_value()
+                                                                   : MetadataValue::from_text(last_title));
     QCOMPARE(zombie_children(), 0);
 }
 

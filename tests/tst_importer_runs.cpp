@@ -33,6 +33,7 @@ class tst_importer_runs : public QObject
 private slots:
     void hostile_files_lose_only_their_content_values();
     void importer_dies_with_the_worker();
+    void importer_found_on_a_host_without_proc();
 };
 
 void tst_importer_runs::hostile_files_lose_only_their_content_values()
@@ -124,6 +125,32 @@ void tst_importer_runs::importer_dies_with_the_worker()
             ::kill(pid.trimmed().toInt(), SIGKILL);
     }
     QVERIFY(died);
+}
+
+void tst_importer_runs::importer_found_on_a_host_without_proc()
+{
+    if (::geteuid() != 0 || QStandardPaths::findExecutable("unshare").isEmpty())
+        QSKIP("hiding /proc from the worker needs root and unshare");
+    InstalledCase test_case;
+    // The worker in a mount namespace of its own, where /proc is an empty
+    // folder: it must still find the test importer beside itself (no
+    // importer of the build or the installation reads these scripts).
+    QFile without_proc(test_case.dir.filePath("without-proc"));
+    QVERIFY(without_proc.open(QIODevice::WriteOnly));
+    without_proc.write("#!/bin/sh\n"
+                       "exec unshare --mount --propagation private /bin/sh -c '"
+                       "mount -t tmpfs none /proc && [ ! -e /proc/self ] || exit 3; exec \"$0\" \"$@\"' "
+                       "\"$(dirname \"$0\")/vantrel\" \"$@\"\n");
+    without_proc.close();
+    QVERIFY(without_proc.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    test_case.set_worker(without_proc.fileName());
+
+    test_case.add_file("/alpha.pdf", "%PDF-\nkMDItemTitle=Alpha");
+    test_case.create_file_system_db({{1, "/alpha.pdf"}});
+    const QStringList keys = {"kMDItemTitle"};
+    test_case.create_metadata_db(keys);
+    QCOMPARE(test_case.run("2", QString(), keys, keys).exit_code, 0);
+    QCOMPARE(text_rows(test_case.metadata_db(), "select kMDItemTitle from files"), QList<QStringList>{{"Alpha"}});
 }
 
 QTEST_GUILESS_MAIN(tst_importer_runs)

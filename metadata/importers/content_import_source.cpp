@@ -3,8 +3,7 @@
 #include "type_identity/content_type.h"
 #include "content_signature.h"
 #include "importable_keys.h"
-
-#include <QFileInfo>
+#include "importer_location.h"
 
 #include <unistd.h>
 
@@ -52,17 +51,12 @@ ContentImportSource::ContentImportSource(const QString &importer_executable, Imp
 {
 }
 
-std::unique_ptr<FileContentSource> ContentImportSource::beside_worker()
+std::unique_ptr<FileContentSource> ContentImportSource::installed()
 {
-    // The worker's own executable, links resolved: the importer is installed
-    // and built beside it.
-    const QString worker = QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath();
-    if (worker.isEmpty())
+    const QString importer = importer_executable();
+    if (importer.isEmpty())
         return nullptr;
-    const QFileInfo importer(QFileInfo(worker).absolutePath() + QStringLiteral("/vantrel-importer"));
-    if (!importer.isFile() || !importer.isExecutable())
-        return nullptr;
-    return std::make_unique<ContentImportSource>(importer.filePath());
+    return std::make_unique<ContentImportSource>(importer);
 }
 
 std::unique_ptr<FileContent> ContentImportSource::content_of(const QString &path, int file)

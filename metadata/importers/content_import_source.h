@@ -13,9 +13,9 @@ class ContentImportSource : public FileContentSource
 public:
     explicit ContentImportSource(const QString &importer_executable, ImporterLimits limits = {});
 
-    // The source of a worker run: the importer installed beside the running
-    // worker; nullptr when there is none.
-    static std::unique_ptr<FileContentSource> beside_worker();
+    // The source of a worker run: the importer installed with the running
+    // worker (importer_location.h); nullptr when there is none.
+    static std::unique_ptr<FileContentSource> installed();
 
     std::unique_ptr<FileContent> content_of(const QString &path, int file) override;
 

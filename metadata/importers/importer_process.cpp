@@ -18,8 +18,6 @@
 #include <cerrno>
 #include <utility>
 
-extern char **environ;
-
 namespace {
 
 // Descriptors the child arranges from; above the few it sets up, so that
@@ -71,7 +69,11 @@ UniqueFd moved_above_standard(UniqueFd fd)
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
     ::signal(SIGPIPE, SIG_DFL);
 
-    ::execve(program, argv, environ);
+    // Nothing of the worker's environment (paths, the examiner's settings,
+    // library switches a loader or parser would obey) reaches a process
+    // that reads hostile files.
+    char *const empty_environment[] = {nullptr};
+    ::execve(program, argv, empty_environment);
     ::_exit(127);
 }
 
@@ -209,14 +211,19 @@ std::optional<ImportedValues> ImporterProcess::import(int file, const QString &c
 {
     const std::uint32_t sequence = ++sequence_;
     const std::optional<QByteArray> request = import_protocol::encode_request(sequence, content_type);
-    if (!request || file < 0)
+    if (!request || file < 0 || given_up())
         return std::nullopt;
 
     ++requests_;
     if (pid_ < 0 || files_served_ >= limits_.files_per_process || !quiet(channel_.get())) {
         stop();
-        if (!start())
+        // Only a start says whether importers can be had at all: what
+        // happens after it may be the file's doing.
+        if (!start()) {
+            ++failed_starts_;
             return std::nullopt;
+        }
+        failed_starts_ = 0;
     }
     if (!descriptor_channel::send(channel_.get(), *request, file)) {
         stop();

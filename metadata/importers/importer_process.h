@@ -24,6 +24,12 @@ struct ImporterLimits
     // after files_per_process files, long before honest work reaches it.
     quint64 cpu_seconds = 300;
     int files_per_process = 128;
+    // Importers that could not be had (the executable does not start, the
+    // spawner does not answer) this many times in a row are not asked for
+    // again in the run: each attempt may cost the time limit, and a fault of
+    // the host does not mend between files. A file that crashes or hangs
+    // its importer does not count.
+    int failed_starts_before_giving_up = 3;
 };
 
 // The isolated importer processes, seen from the worker: a spawner started
@@ -41,13 +47,17 @@ public:
     // The values the importer reads from the open regular file (passed as
     // it is, never reopened by name) of that content type. nullopt when the
     // importer crashed, hung, exceeded a limit or answered garbage; it is
-    // then killed and reaped, and the next call starts a fresh one.
+    // then killed and reaped, and the next call starts a fresh one. nullopt
+    // at once, with nothing started or asked, once importers could not be
+    // had too often in a row.
     std::optional<ImportedValues> import(int file, const QString &content_type);
 
     // How many importers were started so far.
     int starts() const { return starts_; }
-    // How many files were handed over so far.
+    // How many files were handed over, or meant to be, so far.
     int requests() const { return requests_; }
+    // Whether importers are no longer asked for in this run.
+    bool given_up() const { return failed_starts_ >= limits_.failed_starts_before_giving_up; }
 
 private:
     // Starts a fresh importer, and the spawner first when there is none.
@@ -71,6 +81,8 @@ private:
     UniqueFd channel_;
     int files_served_ = 0;
     int starts_ = 0;
+    // Starts that failed since the last one that worked.
+    int failed_starts_ = 0;
     int requests_ = 0;
     std::uint32_t sequence_ = 0;
 };

@@ -15,19 +15,34 @@
 //   limits               gives its own limits, foreign descriptors and
 //                        whether it can be attached to
 //   served               gives how many files this process has read
+//   trespass             tries what its sandbox refuses (open a file by
+//                        name, make a socket, start a program or a process,
+//                        write elsewhere than its channel, signal its
+//                        spawner) and gives the error of each, 0 for success;
+//                        started by exec, it also has a thread it started
+//                        before the sandbox try to open a file
+//
+// Started under a name ending in "silent-spawner" it never answers the
+// worker at all; under one ending in "threaded-spawner" it holds a thread,
+// so that its importers are started again by exec.
 
 #include "importer_spawner.h"
 #include "importers/import_protocol.h"
 #include "importers/spawn_protocol.h"
 
-#include <dirent.h>
+#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <atomic>
+#include <cstring>
 #include <thread>
 #include <vector>
 
@@ -41,28 +56,117 @@ QByteArray head_of(int file)
     return head;
 }
 
-// Descriptors open besides the standard ones, the channel, the file and
-// the listing itself.
+// Descriptors open besides the standard ones, the channel and the file,
+// found by asking each one's position: no listing of /proc is open to a
+// confined importer.
 int foreign_descriptors(int file)
 {
-    DIR *listing = ::opendir("/proc/self/fd");
-    if (!listing)
-        return -1;
     int count = 0;
-    while (const dirent *entry = ::readdir(listing)) {
-        const int fd = std::atoi(entry->d_name);
-        if (entry->d_name[0] == '.' || fd <= import_protocol::importer_channel_fd || fd == file
-            || fd == ::dirfd(listing))
-            continue;
-        ++count;
+    for (int fd = import_protocol::importer_channel_fd + 1; fd < 1024; ++fd) {
+        if (fd != file && (::lseek(fd, 0, SEEK_CUR) >= 0 || errno != EBADF))
+            ++count;
     }
-    ::closedir(listing);
     return count;
+}
+
+// Sleeps for good, as a confined importer may (pause() is not among its calls).
+[[noreturn]] void never_answer()
+{
+    for (;;)
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+}
+
+// The error a refused call left, 0 when it was allowed.
+double outcome(long result)
+{
+    return result < 0 ? errno : 0;
+}
+
+// A thread started before the sandbox, as a library may start one at load,
+// that tries to open a file by name whenever asked.
+class Bystander
+{
+public:
+    // Returns once the thread runs: one still starting would be caught by
+    // the sandbox halfway through its start.
+    Bystander()
+    {
+        std::thread([this] { serve(); }).detach();
+        while (error.load() == unset)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+
+    // The error its open gave, 0 for success.
+    int try_open()
+    {
+        error = asked;
+        while (error.load() == asked)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return error;
+    }
+
+private:
+    static constexpr int unset = -1, asked = -2;
+
+    [[noreturn]] void serve()
+    {
+        error = 0;
+        for (;;) {
+            if (error.load() == asked) {
+                const int opened = ::open("/etc/passwd", O_RDONLY | O_CLOEXEC);
+                error = opened < 0 ? errno : 0;
+                if (opened >= 0)
+                    ::close(opened);
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+
+    std::atomic<int> error{unset};
+};
+
+Bystander *bystander = nullptr;
+
+// What the sandbox refuses, tried; each key holds the error it gave.
+ImportedValues trespass(pid_t spawner)
+{
+    ImportedValues tried;
+    const auto record = [&tried](const char *key, double error) {
+        tried.emplace_back(QString::fromLatin1(key), MetadataValue::from_number(error));
+    };
+    const int opened = ::open("/etc/passwd", O_RDONLY | O_CLOEXEC);
+    record("open", outcome(opened));
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    record("socket", outcome(socket));
+    char *const argv[] = {const_cast<char *>("true"), nullptr};
+    record("execve", outcome(::execve("/bin/true", argv, argv + 1)));
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(0);
+    record("fork", outcome(child));
+    record("write", outcome(::write(STDERR_FILENO, "x", 1)));
+    record("signal", outcome(::kill(spawner, 0)));
+    if (bystander)
+        record("open-elsewhere", bystander->try_open());
+    if (opened >= 0)
+        ::close(opened);
+    if (socket >= 0)
+        ::close(socket);
+    if (child > 0)
+        ::waitpid(child, nullptr, 0);
+    return tried;
 }
 
 class ScriptedImporter : public ContentImporter
 {
 public:
+    // Made before the importer is confined, which may refuse to tell.
+    ScriptedImporter() : dumpable(::prctl(PR_GET_DUMPABLE)), spawner(::getppid())
+    {
+        ::getrlimit(RLIMIT_AS, &address_space);
+        ::getrlimit(RLIMIT_CORE, &core);
+    }
+
     QString name() const override { return QStringLiteral("scripted"); }
     bool reads(const QString &) const override { return true; }
     QStringList keys() const override { return {}; }
@@ -75,8 +179,7 @@ public:
         for (const QByteArray &raw : lines) {
             const QByteArray line = raw.trimmed();
             if (line == "sleep") {
-                for (;;)
-                    std::this_thread::sleep_for(std::chrono::seconds(1));
+                never_answer();
             } else if (line == "spin") {
                 for (volatile unsigned long n = 0;; n = n + 1) {
                 }
@@ -86,21 +189,21 @@ public:
                 std::abort();
             } else if (line == "garbage") {
                 ::write(import_protocol::importer_channel_fd, "\xff\xff\xff\xffgarbage", 11);
-                ::pause();
+                never_answer();
             } else if (line == "lie") {
                 // A plausible length, then a body that does not hold together.
                 ::write(import_protocol::importer_channel_fd, "\x0b\0\0\0\x01\0\0\0\x01\0X\x09\0\0\0", 15);
-                ::pause();
+                never_answer();
             } else if (line == "forge") {
                 const QByteArray forged = import_protocol::encode_answer(
                     0, {{"kMDItemTitle", MetadataValue::from_text(QStringLiteral("forged"))}});
                 ::write(import_protocol::importer_channel_fd, forged.constData(), std::size_t(forged.size()));
             } else if (line == "kill-spawner") {
-                ::kill(::getppid(), SIGKILL);
-                ::pause();
+                ::kill(spawner, SIGKILL);
+                never_answer();
             } else if (line == "stop-spawner") {
-                ::kill(::getppid(), SIGSTOP);
-                ::pause();
+                ::kill(spawner, SIGSTOP);
+                never_answer();
             } else if (line == "memory") {
                 // Each block is written to, so that none can be optimised away.
                 std::vector<char *> blocks;
@@ -120,13 +223,12 @@ public:
                 std::fputs("importer chatter on stderr\n", stderr);
                 std::fflush(nullptr);
             } else if (line == "limits") {
-                rlimit address_space = {}, core = {};
-                ::getrlimit(RLIMIT_AS, &address_space);
-                ::getrlimit(RLIMIT_CORE, &core);
                 values.emplace_back("kMDItemPixelWidth", MetadataValue::from_number(double(address_space.rlim_max)));
                 values.emplace_back("kMDItemPixelHeight", MetadataValue::from_number(double(core.rlim_max)));
                 values.emplace_back("kMDItemNumberOfPages", MetadataValue::from_number(foreign_descriptors(file)));
-                values.emplace_back("kMDItemDurationSeconds", MetadataValue::from_number(::prctl(PR_GET_DUMPABLE)));
+                values.emplace_back("kMDItemDurationSeconds", MetadataValue::from_number(dumpable));
+            } else if (line == "trespass") {
+                values = trespass(spawner);
             } else if (line == "served") {
                 values.emplace_back("kMDItemNumberOfPages", MetadataValue::from_number(served));
             } else if (const int at = line.indexOf('='); at > 0) {
@@ -147,15 +249,34 @@ public:
 
 private:
     mutable int served = 0;
+    const int dumpable;
+    const pid_t spawner;
+    rlimit address_space = {}, core = {};
 };
+
+ContentImporters scripted_importers()
+{
+    ContentImporters importers;
+    importers.push_back(std::make_unique<ScriptedImporter>());
+    return importers;
+}
 
 } // namespace
 
-int main()
+int main(int argc, char *argv[])
 {
-    return run_importer_spawner(spawn_protocol::control_fd, [] {
-        ContentImporters importers;
-        importers.push_back(std::make_unique<ScriptedImporter>());
-        return importers;
-    });
+    if (argc == 2 && std::strcmp(argv[1], importer_only_argument) == 0) {
+        bystander = new Bystander;
+        return run_exec_started_importer(scripted_importers);
+    }
+    const QByteArray name = argv[0];
+    if (name.endsWith("silent-spawner")) {
+        for (;;)
+            ::pause();
+    }
+    std::thread held;
+    if (name.endsWith("threaded-spawner"))
+        held = std::thread([] { ::pause(); });
+    const int status = run_importer_spawner(spawn_protocol::control_fd, scripted_importers);
+    ::_exit(status);
 }
