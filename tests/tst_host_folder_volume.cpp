@@ -15,6 +15,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <climits>
 #include <cstring>
@@ -48,16 +49,17 @@ bool write_long(const QString &folder, const QByteArray &relative, const QByteAr
     return file && ::write(file.get(), content.constData(), size_t(content.size())) == content.size();
 }
 
-// The one kernel call that fails for the volume under test, and how:
-// "openat2" (EAGAIN spares its probe of the root), "open /proc",
-// "O_NOATIME" (with " on a read-only mount", fstatfs reports one), "statx",
-// "pread", "getdents64", "fgetxattr".
+// The kernel calls that fail for the volume under test ('+' between them),
+// and how: "openat2" (EAGAIN spares its probe of the root), "open /proc",
+// "open_by_handle_at", "O_NOATIME" (with " on a read-only mount", fstatfs
+// reports one), "statx", "pread", "getdents64", "fgetxattr".
 QString failing_call;
 int failure = 0;
 
 bool fails(const char *call)
 {
-    if (!failing_call.startsWith(QLatin1String(call)))
+    const QStringList calls = failing_call.split('+');
+    if (std::none_of(calls.begin(), calls.end(), [call](const QString &failing) { return failing.startsWith(QLatin1String(call)); }))
         return false;
     errno = failure;
     return true;
@@ -81,6 +83,9 @@ HostSystemCalls faulty_calls()
         if ((flags & O_NOATIME) && fails("O_NOATIME"))
             return -1;
         return kernel_system_calls().openat(folder, path, flags);
+    };
+    calls.open_by_handle_at = [](int mount_fd, file_handle *handle, int flags) -> int {
+        return fails("open_by_handle_at") ? -1 : kernel_system_calls().open_by_handle_at(mount_fd, handle, flags);
     };
     calls.statx = [](int folder, const char *path, int flags, unsigned int mask, struct statx *status) -> int {
         return fails("statx") ? -1 : kernel_system_calls().statx(folder, path, flags, mask, status);
@@ -267,8 +272,10 @@ void tst_host_folder_volume::failing_kernel_calls_data()
         << "openat2" << EPERM << report << QByteArray("13 bytes; read: volume report; attribute: here");
     QTest::newRow("a rename racing every lookup: nothing, and no hang")
         << "openat2" << EAGAIN << report << QByteArray("nothing");
-    QTest::newRow("no /proc: a file keeps its facts, nothing is read")
-        << "open /proc" << ENOENT << report << QByteArray("13 bytes; read: ; attribute: none");
+    QTest::newRow("no /proc: a file is opened by its handle")
+        << "open /proc" << ENOENT << report << QByteArray("13 bytes; read: volume report; attribute: here");
+    QTest::newRow("no /proc, opening by handle refused: a file keeps its facts, nothing is read")
+        << "open /proc+open_by_handle_at" << ENOENT << report << QByteArray("13 bytes; read: ; attribute: none");
     QTest::newRow("no /proc: a folder is still listed")
         << "open /proc" << ENOENT << QByteArray("Users/x") << QByteArray("folder; 4 entries; attribute: none");
     QTest::newRow("access time not kept on a writable mount: attributes, no bytes")

@@ -256,6 +256,8 @@ HostFolderVolume::HostFolderVolume(const QString &volume_root, const HostSystemC
     how.flags = O_PATH | O_CLOEXEC;
     how.resolve = RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS;
     const UniqueFd probe(int(calls_.openat2(root_.get(), ".", &how, sizeof how)));
+    // Opening a folder reads nothing of it.
+    root_mount_.reset(calls_.openat(root_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (component_walk_forced || !probe)
         resolution_ = Resolution::ComponentWalk;
 }
@@ -355,6 +357,38 @@ UniqueFd HostFolderVolume::walk_beneath(QByteArrayView relative, Links links) co
     return look_in(folders.back().get(), ".");
 }
 
+UniqueFd HostFolderVolume::reopen(int object, bool is_directory, bool keep_access_time) const
+{
+    const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | (keep_access_time ? O_NOATIME : 0);
+    const auto retried = [](auto open) {
+        for (;;) {
+            const int fd = open();
+            if (fd < 0 && errno == EINTR)
+                continue;
+            return UniqueFd(fd);
+        }
+    };
+    // A folder through its own ".".
+    if (is_directory)
+        return retried([&] { return calls_.openat(object, ".", flags | O_DIRECTORY); });
+    // A file through the process's descriptor table.
+    char descriptor_path[32];
+    std::snprintf(descriptor_path, sizeof descriptor_path, "/proc/self/fd/%d", object);
+    UniqueFd opened = retried([&] { return calls_.open(descriptor_path, flags); });
+    if (opened || errno == EPERM)
+        return opened;
+    // Without /proc, through the file's handle on its file system, where
+    // the examiner may open by handle (CAP_DAC_READ_SEARCH); a handle the
+    // root's mount reads as another object is caught by the identity check.
+    alignas(file_handle) char storage[sizeof(file_handle) + MAX_HANDLE_SZ] = {};
+    auto *handle = reinterpret_cast<file_handle *>(storage);
+    handle->handle_bytes = MAX_HANDLE_SZ;
+    int mount_id = 0;
+    if (!root_mount_ || calls_.name_to_handle_at(object, "", handle, &mount_id, AT_EMPTY_PATH) != 0)
+        return UniqueFd();
+    return retried([&] { return calls_.open_by_handle_at(root_mount_.get(), handle, flags); });
+}
+
 std::optional<FileFacts> HostFolderVolume::look_at(QByteArrayView relative, Links links) const
 {
     const UniqueFd object = look_up(relative, links);
@@ -379,20 +413,8 @@ std::unique_ptr<EvidenceObject> HostFolderVolume::open(QByteArrayView relative, 
         return std::make_unique<HostObject>(calls_, std::move(facts), UniqueFd(), false);
 
     // The path may name something else by now: the object looked at is
-    // opened through its own descriptor, never looked up again; a folder
-    // through its own ".", a file through the process's descriptor table.
-    char descriptor_path[32];
-    std::snprintf(descriptor_path, sizeof descriptor_path, "/proc/self/fd/%d", object.get());
-    const auto reopen = [&](bool keep_access_time) {
-        const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | (keep_access_time ? O_NOATIME : 0);
-        for (;;) {
-            const int fd = facts.is_directory ? calls_.openat(object.get(), ".", flags | O_DIRECTORY)
-                                              : calls_.open(descriptor_path, flags);
-            if (fd < 0 && errno == EINTR)
-                continue;
-            return UniqueFd(fd);
-        }
-    };
+    // opened itself, never looked up again.
+    const auto reopen = [&](bool keep_access_time) { return this->reopen(object.get(), facts.is_directory, keep_access_time); };
     UniqueFd opened = reopen(true);
     bool readable = opened.valid();
     if (!opened && errno == EPERM) {

@@ -43,9 +43,15 @@ private:
     UniqueFd look_up(QByteArrayView relative, Links links) const;
     UniqueFd walk_beneath(QByteArrayView relative, Links links) const;
     std::optional<QByteArray> read_link(int link) const;
+    // Opens again, for reading, the object that the O_PATH descriptor
+    // object names, never by its path.
+    UniqueFd reopen(int object, bool is_directory, bool keep_access_time) const;
 
     const HostSystemCalls &calls_;
     UniqueFd root_;
+    // The root opened for reading, as the mount that file handles are
+    // opened on where /proc is missing.
+    UniqueFd root_mount_;
     Resolution resolution_ = Resolution::Kernel;
 };
 

@@ -29,6 +29,10 @@ const HostSystemCalls &kernel_system_calls()
         [](int fd, void *buffer, std::size_t size) { return ::syscall(SYS_getdents64, fd, buffer, size); },
         [](int fd, char *names, std::size_t size) { return ::flistxattr(fd, names, size); },
         [](int fd, const char *name, void *value, std::size_t size) { return ::fgetxattr(fd, name, value, size); },
+        [](int folder, const char *path, file_handle *handle, int *mount_id, int flags) {
+            return ::name_to_handle_at(folder, path, handle, mount_id, flags);
+        },
+        [](int mount_fd, file_handle *handle, int flags) { return ::open_by_handle_at(mount_fd, handle, flags); },
     };
     return calls;
 }

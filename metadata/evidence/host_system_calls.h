@@ -5,6 +5,7 @@
 
 #include <cstddef>
 
+struct file_handle;
 struct open_how;
 struct stat;
 struct statfs;
@@ -29,6 +30,8 @@ struct HostSystemCalls
     long (*getdents64)(int fd, void *buffer, std::size_t size);
     ssize_t (*flistxattr)(int fd, char *names, std::size_t size);
     ssize_t (*fgetxattr)(int fd, const char *name, void *value, std::size_t size);
+    int (*name_to_handle_at)(int folder, const char *path, file_handle *handle, int *mount_id, int flags);
+    int (*open_by_handle_at)(int mount_fd, file_handle *handle, int flags);
 };
 
 // The kernel's own calls.
