@@ -5,6 +5,7 @@
 
 #include "content_importers.h"
 
+#include <QColorSpace>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QImage>
@@ -152,6 +153,29 @@ void ContentSamples::make_all()
                         "GPSInfo.GPSLongitude 43/1 11/1 47/1", "GPSInfo.GPSLongitudeRef W", "GPSInfo.GPSAltitude 12/1",
                         "GPSInfo.GPSAltitudeRef 1", "GPSInfo.GPSDateStamp 2021:06:15", "GPSInfo.GPSTimeStamp 10/1 20/1 31/1" });
     exif("turned.jpg", { "Image.Orientation 6", "Photo.Flash 16", "Photo.DateTimeOriginal 2021:06:15 12:20:30" });
+    // A camera of 2008: capture time without a zone, edited weeks later.
+    image("camera.jpg", 64, 48, Qt::darkGreen);
+    exif("camera.jpg", { "Image.Make NIKON CORPORATION", "Image.Model NIKON D80", "Image.DateTime 2008:11:01 21:15:08",
+                         "Photo.DateTimeOriginal 2008:10:22 16:38:20" });
+    // A phone's photo with its colour profile, as phones write them.
+    {
+        QImage picture(64, 48, QImage::Format_RGB32);
+        picture.fill(Qt::darkBlue);
+        QColorSpace srgb(QColorSpace::SRgb);
+        srgb.setDescription(QStringLiteral("sRGB IEC61966-2.1"));
+        picture.setColorSpace(srgb);
+        QVERIFY(picture.save(path("phone.jpg")));
+    }
+    exif("phone.jpg", { "Image.Make Apple", "Image.Model iPhone 6 Plus", "Image.Software 9.3.2",
+                        "Image.XResolution 72/1", "Image.YResolution 72/1", "Image.ResolutionUnit 2",
+                        "Photo.ExposureProgram 2", "Photo.ExposureMode 0", "Photo.ApertureValue 2275007/1000000",
+                        "Photo.FNumber 22/10", "Photo.ExifVersion 48 50 50 49", "Photo.Flash 65",
+                        "Photo.DateTimeOriginal 2016:06:15 20:14:17", "Photo.OffsetTimeOriginal -07:00",
+                        "Photo.UserComment charset=Ascii Birthday at the lake",
+                        "GPSInfo.GPSDateStamp 2016:06:16", "GPSInfo.GPSTimeStamp 3/1 14/1 1700/100",
+                        "GPSInfo.GPSImgDirection 835100/10000", "GPSInfo.GPSDestBearing 835100/10000",
+                        "GPSInfo.GPSSpeed 0/1" });
+    make_with("phone.jpg", "exiv2", { "-M", "set Xmp.dc.creator Alex Example", "phone.jpg" });
 
     {
         QPdfWriter writer(path("written.pdf"));

@@ -38,6 +38,13 @@ std::optional<double> seconds_since_1970(const QDate &date, const QTime &time, i
 
 } // namespace
 
+QTimeZone examiner_zone()
+{
+    // Asked each time: the zone's rules are read once per zone and kept.
+    const QTimeZone zone = QTimeZone::systemTimeZone();
+    return zone.isValid() ? zone : QTimeZone::utc();
+}
+
 std::optional<double> camera_time_seconds(const QString &date_time, const QString &offset)
 {
     // Cameras pad unset fields with blanks or zeros; such a time says nothing.
@@ -46,11 +53,19 @@ std::optional<double> camera_time_seconds(const QString &date_time, const QStrin
     const QRegularExpressionMatch match = pattern.match(date_time.trimmed());
     if (!match.hasMatch())
         return std::nullopt;
+    const QDate date(match.captured(1).toInt(), match.captured(2).toInt(), match.captured(3).toInt());
+    const QTime time(match.captured(4).toInt(), match.captured(5).toInt(), match.captured(6).toInt());
+    if (offset.trimmed().isEmpty()) {
+        if (!date.isValid() || !time.isValid())
+            return std::nullopt;
+        const QDateTime local(date, time, examiner_zone());
+        if (!local.isValid())
+            return std::nullopt;
+        return double(local.toSecsSinceEpoch());
+    }
     const std::optional<int> zone = offset_seconds(offset.trimmed());
     if (!zone)
         return std::nullopt;
-    const QDate date(match.captured(1).toInt(), match.captured(2).toInt(), match.captured(3).toInt());
-    const QTime time(match.captured(4).toInt(), match.captured(5).toInt(), match.captured(6).toInt());
     return seconds_since_1970(date, time, *zone, 0.0);
 }
 

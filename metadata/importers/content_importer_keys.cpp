@@ -23,6 +23,23 @@ QStringList image_importer_keys()
         QStringLiteral("kMDItemAltitude"),
         QStringLiteral("kMDItemGPSDateStamp"),
         QStringLiteral("kMDItemContentCreationDate"),
+        QStringLiteral("kMDItemContentModificationDate"),
+        QStringLiteral("kMDItemPixelCount"),
+        QStringLiteral("kMDItemCreator"),
+        QStringLiteral("kMDItemExposureProgram"),
+        QStringLiteral("kMDItemExposureMode"),
+        QStringLiteral("kMDItemAperture"),
+        QStringLiteral("kMDItemEXIFVersion"),
+        QStringLiteral("kMDItemRedEyeOnOff"),
+        QStringLiteral("kMDItemImageDirection"),
+        QStringLiteral("kMDItemGPSDestBearing"),
+        QStringLiteral("kMDItemSpeed"),
+        QStringLiteral("kMDItemTimestamp"),
+        QStringLiteral("kMDItemResolutionWidthDPI"),
+        QStringLiteral("kMDItemResolutionHeightDPI"),
+        QStringLiteral("kMDItemProfileName"),
+        QStringLiteral("kMDItemAuthors"),
+        QStringLiteral("kMDItemComment"),
     };
 }
 
