@@ -215,6 +215,30 @@ void ContentSamples::make_all()
     ffmpeg("clip.mp4", picture + QStringList{ "-f", "lavfi", "-i", "sine=duration=1" } + tagged
                            + QStringList{ "-c:v", "libx264", "-c:a", "aac", "-shortest" });
     ffmpeg("clip.mov", picture + tagged + QStringList{ "-c:v", "mpeg4" });
+    // A phone's movie: its sound track first, its capture as the phone's
+    // metadata keys, and a timecode track that becomes timed metadata below.
+    ffmpeg("phone.mov", picture + QStringList{ "-f", "lavfi", "-i", "sine=duration=1", "-map", "1:a", "-map", "0:v",
+                                               "-pix_fmt", "yuv420p", "-c:v", "libx264", "-c:a", "aac", "-b:a", "64k",
+                                               "-timecode", "01:00:00:00", "-movflags", "use_metadata_tags",
+                                               "-metadata", "com.apple.quicktime.make=Apple",
+                                               "-metadata", "com.apple.quicktime.model=iPhone 7",
+                                               "-metadata", "com.apple.quicktime.location.ISO6709=+37.3317-122.0307+010.000/",
+                                               "-metadata", "com.apple.quicktime.creationdate=2016-06-15T20:14:17-0700",
+                                               "-metadata", "creation_time=2021-06-15T10:20:30Z" });
+    if (!missing.count("phone.mov")) {
+        // The timecode track's handler ('mhlr' 'tmcd') and sample description
+        // (the entry after 'stsd', its version, count and size) turn into a
+        // timed metadata track's ('meta', 'mebx').
+        QByteArray movie = read("phone.mov");
+        const int handler = movie.indexOf("mhlrtmcd");
+        int description = -1;
+        for (int at = movie.indexOf("tmcd"); at >= 0 && description < 0; at = movie.indexOf("tmcd", at + 1))
+            description = at >= 16 && movie.mid(at - 16, 4) == "stsd" ? at : -1;
+        QVERIFY(handler >= 0 && description >= 0);
+        movie.replace(handler + 4, 4, "meta");
+        movie.replace(description, 4, "mebx");
+        QVERIFY(write("phone.mov", movie));
+    }
 
     // An office document is a folder of parts, zipped by the zip tool.
     const auto zip = [this](const QString &name, const std::map<QString, QByteArray> &parts) {

@@ -125,6 +125,13 @@ void tst_content_importers::imported_values_data()
     QTest::newRow("movie: duration, picture size, codecs picture first, creation time from its header") << "clip.mp4"
         << "public.mpeg-4" << QStringList{ "kMDItemDurationSeconds=~1", "kMDItemPixelWidth=320",
         "kMDItemPixelHeight=240", "kMDItemCodecs=H.264;AAC", "kMDItemContentCreationDate=1623752430" };
+    QTest::newRow("phone movie: codecs picture, sound, then timed metadata, whatever the track order; sound in kilobits")
+        << "phone.mov" << "com.apple.quicktime-movie" << QStringList{ "kMDItemCodecs=H.264;AAC;Timed Metadata",
+        "kMDItemAudioBitRate=~64" };
+    QTest::newRow("phone movie: make, model, place and capture time from the phone's keys, not the header's time")
+        << "phone.mov" << "com.apple.quicktime-movie" << QStringList{ "kMDItemAcquisitionMake=Apple",
+        "kMDItemAcquisitionModel=iPhone 7", "kMDItemLatitude=37.3317", "kMDItemLongitude=-122.031",
+        "kMDItemAltitude=10", "kMDItemContentCreationDate=1466046857" };
     QTest::newRow("silent movie has one codec") << "clip.mov" << "com.apple.quicktime-movie"
                                                  << QStringList{ "kMDItemCodecs=MPEG-4 Video" };
     QTest::newRow("Word: title, author list, last editor, application, pages, dates") << "report.docx" << docx

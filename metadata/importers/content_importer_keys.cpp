@@ -69,7 +69,13 @@ QStringList video_importer_keys()
         QStringLiteral("kMDItemCodecs"),
         QStringLiteral("kMDItemVideoBitRate"),
         QStringLiteral("kMDItemTotalBitRate"),
+        QStringLiteral("kMDItemAudioBitRate"),
         QStringLiteral("kMDItemContentCreationDate"),
+        QStringLiteral("kMDItemAcquisitionMake"),
+        QStringLiteral("kMDItemAcquisitionModel"),
+        QStringLiteral("kMDItemLatitude"),
+        QStringLiteral("kMDItemLongitude"),
+        QStringLiteral("kMDItemAltitude"),
     };
 }
 
