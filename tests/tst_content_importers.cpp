@@ -104,10 +104,10 @@ void tst_content_importers::imported_values_data()
     QTest::newRow("PDF: title, application, pages, A4 in points, unencrypted, no author") << "written.pdf" << pdf
         << QStringList{ "kMDItemTitle=Quarterly report", "kMDItemCreator=Report Builder 2", "kMDItemNumberOfPages=2",
         "kMDItemPageWidth=595", "kMDItemPageHeight=842", "kMDItemSecurityMethod=None", "kMDItemAuthors=<null>" };
-    QTest::newRow("PDF: author list, producer, header version, dates in their zones, letter width")
+    QTest::newRow("PDF: author list, producer, header version, letter width, no content dates over the file's")
         << "described.pdf" << pdf << QStringList{ "kMDItemAuthors=Alex Example",
-        "kMDItemEncodingApplications=PDF Maker 1.2", "kMDItemVersion=1.4", "kMDItemContentCreationDate=1623752430",
-        "kMDItemContentModificationDate=1640995200", "kMDItemPageWidth=612" };
+        "kMDItemEncodingApplications=PDF Maker 1.2", "kMDItemVersion=1.4", "kMDItemContentCreationDate=<null>",
+        "kMDItemContentModificationDate=<null>", "kMDItemPageWidth=612" };
     QTest::newRow("PDF anyone may open is still encrypted and gives its pages") << "open-encrypted.pdf" << pdf
         << QStringList{ "kMDItemSecurityMethod=Password Encrypted", "kMDItemNumberOfPages=1" };
     QTest::newRow("PDF behind a user password is encrypted and hides its version") << "locked.pdf" << pdf

@@ -91,8 +91,6 @@ QStringList pdf_importer_keys()
         QStringLiteral("kMDItemPageHeight"),
         QStringLiteral("kMDItemVersion"),
         QStringLiteral("kMDItemSecurityMethod"),
-        QStringLiteral("kMDItemContentCreationDate"),
-        QStringLiteral("kMDItemContentModificationDate"),
     };
 }
 
