@@ -8,6 +8,7 @@
 #include <QColorSpace>
 #include <QCryptographicHash>
 #include <QDir>
+#include <QtEndian>
 #include <QImage>
 #include <QPainter>
 #include <QPdfWriter>
@@ -69,6 +70,14 @@ std::pair<QByteArray, QByteArray> encryption(const QByteArray &user_password, co
     const QByteArray user = rc4(key(padded(user_password) + owner + QByteArray("\xd4\xff\xff\xff", 4) + id), padding);
     return { "/Encrypt 4 0 R /ID [<" + id.toHex() + "><" + id.toHex() + ">]",
              "<< /Filter /Standard /V 1 /R 2 /O <" + owner.toHex() + "> /U <" + user.toHex() + "> /P -44 >>" };
+}
+
+// Four bytes, most significant first, as ICC profiles store numbers.
+QByteArray big_endian(quint32 number)
+{
+    QByteArray bytes(4, Qt::Uninitialized);
+    qToBigEndian(number, bytes.data());
+    return bytes;
 }
 
 // A file of that size whose added length is a hole.
@@ -156,7 +165,19 @@ void ContentSamples::make_all()
     // A camera of 2008: capture time without a zone, edited weeks later.
     image("camera.jpg", 64, 48, Qt::darkGreen);
     exif("camera.jpg", { "Image.Make NIKON CORPORATION", "Image.Model NIKON D80", "Image.DateTime 2008:11:01 21:15:08",
-                         "Photo.DateTimeOriginal 2008:10:22 16:38:20" });
+                         "Photo.DateTimeOriginal 2008:10:22 16:38:20", "Photo.ExifVersion 48 50 51 48",
+                         "Image.Artist Jo Camera", "Image.XResolution 118/1", "Image.YResolution 118/1",
+                         "Image.ResolutionUnit 3" });
+    // Its version 2 colour profile names itself in ASCII, in a 'desc' tag.
+    {
+        const QByteArray name("Camera RGB", 11), tag = "desc" + QByteArray(4, 0) + big_endian(name.size()) + name;
+        QByteArray profile = QByteArray(128, 0) + big_endian(1) + "desc" + big_endian(144) + big_endian(tag.size()) + tag;
+        profile.replace(0, 4, big_endian(profile.size()));
+        profile.replace(8, 4, QByteArray("\x02\x10\0\0", 4));
+        profile.replace(12, 28, "mntrRGB XYZ " + QByteArray(12, 0) + "acsp");
+        QVERIFY(write("camera.icc", profile));
+        make_with("camera.jpg", "exiv2", { "-iC", "camera.jpg" });
+    }
     // A phone's photo with its colour profile, as phones write them.
     {
         QImage picture(64, 48, QImage::Format_RGB32);
@@ -225,6 +246,11 @@ void ContentSamples::make_all()
                                                "-metadata", "com.apple.quicktime.location.ISO6709=+37.3317-122.0307+010.000/",
                                                "-metadata", "com.apple.quicktime.creationdate=2016-06-15T20:14:17-0700",
                                                "-metadata", "creation_time=2021-06-15T10:20:30Z" });
+    // A camera's movie of older days: its capture in user-data atoms, the
+    // place in degrees and minutes.
+    ffmpeg("camera.mov", picture + tagged + QStringList{ "-c:v", "mpeg4", "-metadata", "make=Canon",
+                                                          "-metadata", "model=PowerShot S95",
+                                                          "-metadata", "location=+3719.90-12201.84/" });
     if (!missing.count("phone.mov")) {
         // The timecode track's handler ('mhlr' 'tmcd') and sample description
         // (the entry after 'stsd', its version, count and size) turn into a

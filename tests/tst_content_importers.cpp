@@ -83,6 +83,9 @@ void tst_content_importers::imported_values_data()
     QTest::newRow("camera JPEG: content dates from DateTimeOriginal in the examiner's zone, not from the later edit")
         << "camera.jpg" << jpeg << QStringList{ "kMDItemContentCreationDate=1224689900",
         "kMDItemContentModificationDate=1224689900" };
+    QTest::newRow("camera JPEG: EXIF 2.30 as 2.3, the artist as author, dots per centimetre as per inch, ASCII profile name")
+        << "camera.jpg" << jpeg << QStringList{ "kMDItemEXIFVersion=2.3", "kMDItemAuthors=Jo Camera",
+        "kMDItemResolutionWidthDPI=299.72", "kMDItemProfileName=Camera RGB", "kMDItemRedEyeOnOff=<null>" };
     QTest::newRow("phone JPEG: content dates from the capture time in its recorded offset") << "phone.jpg" << jpeg
         << QStringList{ "kMDItemContentCreationDate=1466046857", "kMDItemContentModificationDate=1466046857" };
     QTest::newRow("phone JPEG: system version as creator, exposure program and mode, APEX aperture, EXIF version as text")
@@ -132,6 +135,10 @@ void tst_content_importers::imported_values_data()
         << "phone.mov" << "com.apple.quicktime-movie" << QStringList{ "kMDItemAcquisitionMake=Apple",
         "kMDItemAcquisitionModel=iPhone 7", "kMDItemLatitude=37.3317", "kMDItemLongitude=-122.031",
         "kMDItemAltitude=10", "kMDItemContentCreationDate=1466046857" };
+    QTest::newRow("camera movie: make, model and a place in degrees and minutes from user data, its header's time")
+        << "camera.mov" << "com.apple.quicktime-movie" << QStringList{ "kMDItemAcquisitionMake=Canon",
+        "kMDItemAcquisitionModel=PowerShot S95", "kMDItemLatitude=37.3317", "kMDItemLongitude=-122.031",
+        "kMDItemAltitude=<null>", "kMDItemContentCreationDate=1623752430" };
     QTest::newRow("silent movie has one codec") << "clip.mov" << "com.apple.quicktime-movie"
                                                  << QStringList{ "kMDItemCodecs=MPEG-4 Video" };
     QTest::newRow("Word: title, author list, last editor, application, pages, dates") << "report.docx" << docx
