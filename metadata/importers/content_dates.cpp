@@ -40,9 +40,19 @@ std::optional<double> seconds_since_1970(const QDate &date, const QTime &time, i
 
 QTimeZone examiner_zone()
 {
-    // Asked each time: the zone's rules are read once per zone and kept.
-    const QTimeZone zone = QTimeZone::systemTimeZone();
-    return zone.isValid() ? zone : QTimeZone::utc();
+    // Looked up again only when TZ changes: without TZ, the system's zone
+    // is found by reading /etc/localtime, several times the cost of
+    // reading a photo's date.
+    thread_local std::optional<QByteArray> zone_variable;
+    thread_local QTimeZone zone;
+    const QByteArray variable = qgetenv("TZ");
+    if (!zone_variable || *zone_variable != variable) {
+        zone = QTimeZone::systemTimeZone();
+        if (!zone.isValid())
+            zone = QTimeZone::utc();
+        zone_variable = variable;
+    }
+    return zone;
 }
 
 std::optional<double> camera_time_seconds(const QString &date_time, const QString &offset)

@@ -19,6 +19,8 @@
 #include <cmath>
 #include <memory>
 #include <mutex>
+#include <string>
+#include <unordered_map>
 
 namespace {
 
@@ -98,12 +100,31 @@ void prepare_library()
     });
 }
 
-const Exiv2::Exifdatum *find_datum(const Exiv2::ExifData &exif, const char *key)
+// An image's EXIF tags by key, indexed once: the library's own look-up
+// builds a key and copies every tag's key each time, which the dozens of
+// tags asked of each photo would pay over and over.
+class ExifTags
 {
-    const auto found = exif.findKey(Exiv2::ExifKey(key));
-    if (found == exif.end() || found->count() == 0)
-        return nullptr;
-    return &*found;
+public:
+    explicit ExifTags(const Exiv2::ExifData &exif)
+    {
+        for (const Exiv2::Exifdatum &datum : exif)
+            by_key.emplace(datum.key(), &datum);
+    }
+    // The first tag of that key that holds a value; nullptr when none does.
+    const Exiv2::Exifdatum *find(const char *key) const
+    {
+        const auto found = by_key.find(key);
+        return found == by_key.end() || found->second->count() == 0 ? nullptr : found->second;
+    }
+
+private:
+    std::unordered_map<std::string, const Exiv2::Exifdatum *> by_key;
+};
+
+const Exiv2::Exifdatum *find_datum(const ExifTags &exif, const char *key)
+{
+    return exif.find(key);
 }
 
 QString datum_text(const Exiv2::Exifdatum &datum)
@@ -134,7 +155,7 @@ std::optional<double> datum_number(const Exiv2::Exifdatum &datum, long n = 0)
 
 // Degrees, minutes and seconds as three rationals, signed by the
 // reference letter that names the negative hemisphere.
-std::optional<double> gps_coordinate(const Exiv2::ExifData &exif, const char *value_key,
+std::optional<double> gps_coordinate(const ExifTags &exif, const char *value_key,
                                      const char *reference_key, char negative_reference)
 {
     const Exiv2::Exifdatum *value = find_datum(exif, value_key);
@@ -155,7 +176,7 @@ std::optional<double> gps_coordinate(const Exiv2::ExifData &exif, const char *va
 }
 
 // Metres above sea level; reference 1 means below it.
-std::optional<double> gps_altitude(const Exiv2::ExifData &exif)
+std::optional<double> gps_altitude(const ExifTags &exif)
 {
     const Exiv2::Exifdatum *value = find_datum(exif, "Exif.GPSInfo.GPSAltitude");
     if (!value)
@@ -205,7 +226,7 @@ QString clock_text(const Exiv2::Exifdatum &datum)
 }
 
 // Dots per inch along one axis; the resolution unit 3 means centimetres.
-std::optional<double> dots_per_inch(const Exiv2::ExifData &exif, const char *resolution_key)
+std::optional<double> dots_per_inch(const ExifTags &exif, const char *resolution_key)
 {
     const Exiv2::Exifdatum *resolution = find_datum(exif, resolution_key);
     if (!resolution)
@@ -219,10 +240,10 @@ std::optional<double> dots_per_inch(const Exiv2::ExifData &exif, const char *res
 
 // The people who made the picture: XMP's creators in their order, else
 // the EXIF artist.
-std::vector<MetadataValue> picture_authors(const Exiv2::XmpData &xmp, const Exiv2::ExifData &exif)
+std::vector<MetadataValue> picture_authors(const Exiv2::XmpData &xmp, const ExifTags &exif)
 {
     std::vector<MetadataValue> authors;
-    const auto creators = xmp.findKey(Exiv2::XmpKey("Xmp.dc.creator"));
+    const auto creators = xmp.empty() ? xmp.end() : xmp.findKey(Exiv2::XmpKey("Xmp.dc.creator"));
     if (creators != xmp.end()) {
         for (long i = 0; i < creators->count(); ++i) {
             const QString name = QString::fromStdString(creators->toString(i)).trimmed();
@@ -242,7 +263,7 @@ std::vector<MetadataValue> picture_authors(const Exiv2::XmpData &xmp, const Exiv
 
 // The photographer's comment: EXIF's user comment without its character
 // set label, else XMP's copy of it.
-QString picture_comment(const Exiv2::XmpData &xmp, const Exiv2::ExifData &exif)
+QString picture_comment(const Exiv2::XmpData &xmp, const ExifTags &exif)
 {
     if (const Exiv2::Exifdatum *comment = find_datum(exif, "Exif.Photo.UserComment")) {
         if (const auto *value = dynamic_cast<const Exiv2::CommentValue *>(&comment->value())) {
@@ -252,7 +273,7 @@ QString picture_comment(const Exiv2::XmpData &xmp, const Exiv2::ExifData &exif)
                 return text;
         }
     }
-    const auto copy = xmp.findKey(Exiv2::XmpKey("Xmp.exif.UserComment"));
+    const auto copy = xmp.empty() ? xmp.end() : xmp.findKey(Exiv2::XmpKey("Xmp.exif.UserComment"));
     if (copy == xmp.end())
         return QString();
     // A language alternative's first text, without its "lang=" label.
@@ -325,7 +346,7 @@ QString profile_name(const QByteArray &profile)
 // When the shutter was released: the original capture time, in the zone
 // the camera recorded beside it. EXIF times carry no zone of their own;
 // without the offset tag it is read in the examiner's zone, as a Mac does.
-std::optional<double> capture_time(const Exiv2::ExifData &exif)
+std::optional<double> capture_time(const ExifTags &exif)
 {
     const Exiv2::Exifdatum *original = find_datum(exif, "Exif.Photo.DateTimeOriginal");
     if (!original)
@@ -388,7 +409,7 @@ std::optional<PixelLayout> pixel_layout(const QByteArray &bytes)
 }
 
 // EXIF orientations 5 to 8 turn the stored pixels by a quarter turn.
-bool turned_quarter(const Exiv2::ExifData &exif)
+bool turned_quarter(const ExifTags &exif)
 {
     const Exiv2::Exifdatum *orientation = find_datum(exif, "Exif.Image.Orientation");
     if (!orientation)
@@ -449,7 +470,7 @@ ImportedValues ImageImporter::import(int fd, const QString &content_type) const
         return values;
 
     // What the file's header and EXIF give.
-    Exiv2::ExifData exif;
+    Exiv2::ExifData exif_data;
     Exiv2::XmpData xmp;
     QByteArray icc_profile;
     int stored_width = 0;
@@ -467,7 +488,7 @@ ImportedValues ImageImporter::import(int fd, const QString &content_type) const
             } catch (const std::exception &) {
                 // What was read before the damage stays.
             }
-            exif = image->exifData();
+            exif_data = image->exifData();
             xmp = image->xmpData();
             if (image->iccProfileDefined())
                 icc_profile = QByteArray(reinterpret_cast<const char *>(image->iccProfile()->pData_),
@@ -480,6 +501,7 @@ ImportedValues ImageImporter::import(int fd, const QString &content_type) const
     }
 
     try {
+        const ExifTags exif(exif_data);
         // HEIF containers crop and turn the coded image; their own library
         // knows the size shown, where EXIF's orientation no longer applies.
         const std::optional<HeifImageFacts> heif =
