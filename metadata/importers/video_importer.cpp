@@ -19,6 +19,7 @@ extern "C" {
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <iterator>
 #include <mutex>
 
 namespace {
@@ -123,13 +124,14 @@ std::optional<double> iso6709_angle(const QString &text, int degree_digits)
         return std::nullopt;
     const int whole_digits = int(text.mid(1).section(QLatin1Char('.'), 0, 0).size());
     const double magnitude = std::fabs(value);
+    // Fewer whole digits are degrees too: some writers drop leading zeros.
     double degrees = magnitude;
     if (whole_digits == degree_digits + 2) {
         degrees = std::floor(magnitude / 100) + std::fmod(magnitude, 100) / 60;
     } else if (whole_digits == degree_digits + 4) {
         degrees = std::floor(magnitude / 10000) + std::floor(std::fmod(magnitude, 10000) / 100) / 60
                   + std::fmod(magnitude, 100) / 3600;
-    } else if (whole_digits != degree_digits) {
+    } else if (whole_digits > degree_digits) {
         return std::nullopt;
     }
     return value < 0 ? -degrees : degrees;
