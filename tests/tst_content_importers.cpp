@@ -141,14 +141,14 @@ void tst_content_importers::imported_values_data()
         "kMDItemAltitude=<null>", "kMDItemContentCreationDate=1623752430" };
     QTest::newRow("silent movie has one codec") << "clip.mov" << "com.apple.quicktime-movie"
                                                  << QStringList{ "kMDItemCodecs=MPEG-4 Video" };
-    QTest::newRow("Word: title, author list, last editor, application, pages, dates") << "report.docx" << docx
-        << QStringList{ "kMDItemTitle=Budget 2024", "kMDItemAuthors=Alex Example", "kMDItemEditors=Sam Editor",
-        "kMDItemCreator=Microsoft Office Word", "kMDItemNumberOfPages=7", "kMDItemContentCreationDate=1623752430",
-        "kMDItemContentModificationDate=1640995200" };
-    QTest::newRow("OpenDocument: initial creator is the author, creator the last editor, dates with and without zone")
+    QTest::newRow("Word: title, author list, last editor, application, pages, no content dates over the file's")
+        << "report.docx" << docx << QStringList{ "kMDItemTitle=Budget 2024", "kMDItemAuthors=Alex Example",
+        "kMDItemEditors=Sam Editor", "kMDItemCreator=Microsoft Office Word", "kMDItemNumberOfPages=7",
+        "kMDItemContentCreationDate=<null>", "kMDItemContentModificationDate=<null>" };
+    QTest::newRow("OpenDocument: initial creator is the author, creator the last editor, no content dates over the file's")
         << "minutes.odt" << "org.oasis-open.opendocument.text" << QStringList{ "kMDItemTitle=Board minutes",
         "kMDItemAuthors=Alex Example", "kMDItemEditors=Sam Editor", "kMDItemCreator=LibreOffice/7.4.7.2$Linux_X86_64",
-        "kMDItemNumberOfPages=3", "kMDItemContentCreationDate=1623759630", "kMDItemContentModificationDate=1640995200" };
+        "kMDItemNumberOfPages=3", "kMDItemContentCreationDate=<null>", "kMDItemContentModificationDate=<null>" };
     QTest::newRow("zip bomb gives no title") << "bomb.docx" << docx << QStringList{ "kMDItemTitle=<null>" };
 }
 

@@ -102,7 +102,5 @@ QStringList office_importer_keys()
         QStringLiteral("kMDItemEditors"),
         QStringLiteral("kMDItemNumberOfPages"),
         QStringLiteral("kMDItemCreator"),
-        QStringLiteral("kMDItemContentCreationDate"),
-        QStringLiteral("kMDItemContentModificationDate"),
     };
 }
