@@ -5,8 +5,10 @@
 
 #include "content_importers.h"
 
+#include <QColorSpace>
 #include <QCryptographicHash>
 #include <QDir>
+#include <QtEndian>
 #include <QImage>
 #include <QPainter>
 #include <QPdfWriter>
@@ -68,6 +70,14 @@ std::pair<QByteArray, QByteArray> encryption(const QByteArray &user_password, co
     const QByteArray user = rc4(key(padded(user_password) + owner + QByteArray("\xd4\xff\xff\xff", 4) + id), padding);
     return { "/Encrypt 4 0 R /ID [<" + id.toHex() + "><" + id.toHex() + ">]",
              "<< /Filter /Standard /V 1 /R 2 /O <" + owner.toHex() + "> /U <" + user.toHex() + "> /P -44 >>" };
+}
+
+// Four bytes, most significant first, as ICC profiles store numbers.
+QByteArray big_endian(quint32 number)
+{
+    QByteArray bytes(4, Qt::Uninitialized);
+    qToBigEndian(number, bytes.data());
+    return bytes;
 }
 
 // A file of that size whose added length is a hole.
@@ -152,6 +162,41 @@ void ContentSamples::make_all()
                         "GPSInfo.GPSLongitude 43/1 11/1 47/1", "GPSInfo.GPSLongitudeRef W", "GPSInfo.GPSAltitude 12/1",
                         "GPSInfo.GPSAltitudeRef 1", "GPSInfo.GPSDateStamp 2021:06:15", "GPSInfo.GPSTimeStamp 10/1 20/1 31/1" });
     exif("turned.jpg", { "Image.Orientation 6", "Photo.Flash 16", "Photo.DateTimeOriginal 2021:06:15 12:20:30" });
+    // A camera of 2008: capture time without a zone, edited weeks later.
+    image("camera.jpg", 64, 48, Qt::darkGreen);
+    exif("camera.jpg", { "Image.Make NIKON CORPORATION", "Image.Model NIKON D80", "Image.DateTime 2008:11:01 21:15:08",
+                         "Photo.DateTimeOriginal 2008:10:22 16:38:20", "Photo.ExifVersion 48 50 51 48",
+                         "Image.Artist Jo Camera", "Image.XResolution 118/1", "Image.YResolution 118/1",
+                         "Image.ResolutionUnit 3" });
+    // Its version 2 colour profile names itself in ASCII, in a 'desc' tag.
+    {
+        const QByteArray name("Camera RGB", 11), tag = "desc" + QByteArray(4, 0) + big_endian(name.size()) + name;
+        QByteArray profile = QByteArray(128, 0) + big_endian(1) + "desc" + big_endian(144) + big_endian(tag.size()) + tag;
+        profile.replace(0, 4, big_endian(profile.size()));
+        profile.replace(8, 4, QByteArray("\x02\x10\0\0", 4));
+        profile.replace(12, 28, "mntrRGB XYZ " + QByteArray(12, 0) + "acsp");
+        QVERIFY(write("camera.icc", profile));
+        make_with("camera.jpg", "exiv2", { "-iC", "camera.jpg" });
+    }
+    // A phone's photo with its colour profile, as phones write them.
+    {
+        QImage picture(64, 48, QImage::Format_RGB32);
+        picture.fill(Qt::darkBlue);
+        QColorSpace srgb(QColorSpace::SRgb);
+        srgb.setDescription(QStringLiteral("sRGB IEC61966-2.1"));
+        picture.setColorSpace(srgb);
+        QVERIFY(picture.save(path("phone.jpg")));
+    }
+    exif("phone.jpg", { "Image.Make Apple", "Image.Model iPhone 6 Plus", "Image.Software 9.3.2",
+                        "Image.XResolution 72/1", "Image.YResolution 72/1", "Image.ResolutionUnit 2",
+                        "Photo.ExposureProgram 2", "Photo.ExposureMode 0", "Photo.ApertureValue 2275007/1000000",
+                        "Photo.FNumber 22/10", "Photo.ExifVersion 48 50 50 49", "Photo.Flash 65",
+                        "Photo.DateTimeOriginal 2016:06:15 20:14:17", "Photo.OffsetTimeOriginal -07:00",
+                        "Photo.UserComment charset=Ascii Birthday at the lake",
+                        "GPSInfo.GPSDateStamp 2016:06:16", "GPSInfo.GPSTimeStamp 3/1 14/1 1700/100",
+                        "GPSInfo.GPSImgDirection 835100/10000", "GPSInfo.GPSDestBearing 835100/10000",
+                        "GPSInfo.GPSSpeed 0/1" });
+    make_with("phone.jpg", "exiv2", { "-M", "set Xmp.dc.creator Alex Example", "phone.jpg" });
 
     {
         QPdfWriter writer(path("written.pdf"));
@@ -191,6 +236,35 @@ void ContentSamples::make_all()
     ffmpeg("clip.mp4", picture + QStringList{ "-f", "lavfi", "-i", "sine=duration=1" } + tagged
                            + QStringList{ "-c:v", "libx264", "-c:a", "aac", "-shortest" });
     ffmpeg("clip.mov", picture + tagged + QStringList{ "-c:v", "mpeg4" });
+    // A phone's movie: its sound track first, its capture as the phone's
+    // metadata keys, and a timecode track that becomes timed metadata below.
+    ffmpeg("phone.mov", picture + QStringList{ "-f", "lavfi", "-i", "sine=duration=1", "-map", "1:a", "-map", "0:v",
+                                               "-pix_fmt", "yuv420p", "-c:v", "libx264", "-c:a", "aac", "-b:a", "64k",
+                                               "-timecode", "01:00:00:00", "-movflags", "use_metadata_tags",
+                                               "-metadata", "com.apple.quicktime.make=Apple",
+                                               "-metadata", "com.apple.quicktime.model=iPhone 7",
+                                               "-metadata", "com.apple.quicktime.location.ISO6709=+37.3317-122.0307+010.000/",
+                                               "-metadata", "com.apple.quicktime.creationdate=2016-06-15T20:14:17-0700",
+                                               "-metadata", "creation_time=2021-06-15T10:20:30Z" });
+    // A camera's movie of older days: its capture in user-data atoms, the
+    // place in degrees and minutes.
+    ffmpeg("camera.mov", picture + tagged + QStringList{ "-c:v", "mpeg4", "-metadata", "make=Canon",
+                                                          "-metadata", "model=PowerShot S95",
+                                                          "-metadata", "location=+3719.90-12201.84/" });
+    if (!missing.count("phone.mov")) {
+        // The timecode track's handler ('mhlr' 'tmcd') and sample description
+        // (the entry after 'stsd', its version, count and size) turn into a
+        // timed metadata track's ('meta', 'mebx').
+        QByteArray movie = read("phone.mov");
+        const int handler = movie.indexOf("mhlrtmcd");
+        int description = -1;
+        for (int at = movie.indexOf("tmcd"); at >= 0 && description < 0; at = movie.indexOf("tmcd", at + 1))
+            description = at >= 16 && movie.mid(at - 16, 4) == "stsd" ? at : -1;
+        QVERIFY(handler >= 0 && description >= 0);
+        movie.replace(handler + 4, 4, "meta");
+        movie.replace(description, 4, "mebx");
+        QVERIFY(write("phone.mov", movie));
+    }
 
     // An office document is a folder of parts, zipped by the zip tool.
     const auto zip = [this](const QString &name, const std::map<QString, QByteArray> &parts) {

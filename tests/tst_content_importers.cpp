@@ -35,17 +35,27 @@ class tst_content_importers : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase() { samples.make_all(); }
+    void initTestCase();
     void imported_values_data();
     void imported_values();
     void hostile_file_data();
     void hostile_file();
     void content_date_data();
     void content_date();
+    void camera_time_in_zone_data();
+    void camera_time_in_zone();
 
 private:
     ContentSamples samples;
 };
+
+void tst_content_importers::initTestCase()
+{
+    // The examiner's zone, for capture times recorded without one: London,
+    // an hour ahead of UTC in summer time.
+    qputenv("TZ", "Europe/London");
+    samples.make_all();
+}
 
 void tst_content_importers::imported_values_data()
 {
@@ -55,32 +65,52 @@ void tst_content_importers::imported_values_data()
     QTest::addColumn<QStringList>("expected");
 
     const QString jpeg = "public.jpeg", pdf = "com.adobe.pdf", docx = "org.openxmlformats.wordprocessingml.document";
-    QTest::newRow("photo: size, landscape, colour space, 8 bits, no alpha") << "photo.jpg" << jpeg << QStringList{
-        "kMDItemPixelWidth=64", "kMDItemPixelHeight=48", "kMDItemOrientation=0", "kMDItemColorSpace=RGB",
-        "kMDItemBitsPerSample=8", "kMDItemHasAlphaChannel=0" };
+    QTest::newRow("photo: size and pixel count, landscape, colour space, 32 bits a pixel, no alpha") << "photo.jpg"
+        << jpeg << QStringList{ "kMDItemPixelWidth=64", "kMDItemPixelHeight=48", "kMDItemPixelCount=3072",
+        "kMDItemOrientation=0", "kMDItemColorSpace=RGB", "kMDItemBitsPerSample=32", "kMDItemHasAlphaChannel=0" };
     QTest::newRow("photo: camera, lens, exposure as seconds, flash that fired is on, manual white balance")
         << "photo.jpg" << jpeg << QStringList{ "kMDItemAcquisitionMake=Canon",
         "kMDItemAcquisitionModel=Canon EOS 5D Mark IV", "kMDItemLensModel=EF24-70mm f/2.8L II USM",
         "kMDItemExposureTimeSeconds=0.004", "kMDItemFNumber=2.8", "kMDItemISOSpeed=400", "kMDItemFocalLength=50",
         "kMDItemFlashOnOff=1", "kMDItemWhiteBalance=1" };
-    QTest::newRow("photo: south, west and below sea level are negative, fix time in UTC, capture time in its zone")
+    QTest::newRow("photo: south, west and below sea level are negative, fix date and time as written, capture time in its zone")
         << "photo.jpg" << jpeg << QStringList{ "kMDItemLatitude=-22.9083", "kMDItemLongitude=-43.1964",
-        "kMDItemAltitude=-12", "kMDItemGPSDateStamp=1623752431", "kMDItemContentCreationDate=1623752430" };
-    QTest::newRow("quarter-turned photo: portrait, flash off, capture time without a zone as UTC, no GPS or camera")
+        "kMDItemAltitude=-12", "kMDItemGPSDateStamp=2021:06:15", "kMDItemTimestamp=10:20:31",
+        "kMDItemContentCreationDate=1623752430" };
+    QTest::newRow("quarter-turned photo: portrait, flash off, capture time without a zone in the examiner's, no GPS or camera")
         << "turned.jpg" << jpeg << QStringList{ "kMDItemOrientation=1", "kMDItemFlashOnOff=0",
-        "kMDItemContentCreationDate=1623759630", "kMDItemLatitude=<null>", "kMDItemAcquisitionMake=<null>" };
+        "kMDItemContentCreationDate=1623756030", "kMDItemLatitude=<null>", "kMDItemAcquisitionMake=<null>" };
+    QTest::newRow("camera JPEG: content dates from DateTimeOriginal in the examiner's zone, not from the later edit")
+        << "camera.jpg" << jpeg << QStringList{ "kMDItemContentCreationDate=1224689900",
+        "kMDItemContentModificationDate=1224689900" };
+    QTest::newRow("camera JPEG: EXIF 2.30 as 2.3, the artist as author, dots per centimetre as per inch, ASCII profile name")
+        << "camera.jpg" << jpeg << QStringList{ "kMDItemEXIFVersion=2.3", "kMDItemAuthors=Jo Camera",
+        "kMDItemResolutionWidthDPI=299.72", "kMDItemProfileName=Camera RGB", "kMDItemRedEyeOnOff=<null>" };
+    QTest::newRow("phone JPEG: content dates from the capture time in its recorded offset") << "phone.jpg" << jpeg
+        << QStringList{ "kMDItemContentCreationDate=1466046857", "kMDItemContentModificationDate=1466046857" };
+    QTest::newRow("phone JPEG: system version as creator, exposure program and mode, APEX aperture, EXIF version as text")
+        << "phone.jpg" << jpeg << QStringList{ "kMDItemCreator=9.3.2", "kMDItemExposureProgram=2",
+        "kMDItemExposureMode=0", "kMDItemAperture=~2.275", "kMDItemFNumber=2.2", "kMDItemEXIFVersion=2.2.1" };
+    QTest::newRow("phone JPEG: flash fired with red-eye reduction, 72 dpi both ways, colour profile by its name")
+        << "phone.jpg" << jpeg << QStringList{ "kMDItemFlashOnOff=1", "kMDItemRedEyeOnOff=1",
+        "kMDItemResolutionWidthDPI=72", "kMDItemResolutionHeightDPI=72", "kMDItemProfileName=sRGB IEC61966-2.1" };
+    QTest::newRow("phone JPEG: GPS date and time as written, direction, bearing and speed") << "phone.jpg" << jpeg
+        << QStringList{ "kMDItemGPSDateStamp=2016:06:16", "kMDItemTimestamp=03:14:17", "kMDItemImageDirection=83.51",
+        "kMDItemGPSDestBearing=83.51", "kMDItemSpeed=0" };
+    QTest::newRow("phone JPEG: author from XMP, comment from EXIF without its character set") << "phone.jpg" << jpeg
+        << QStringList{ "kMDItemAuthors=Alex Example", "kMDItemComment=Birthday at the lake" };
     QTest::newRow("PNG: width, alpha, no capture time") << "alpha.png" << "public.png" << QStringList{
         "kMDItemPixelWidth=30", "kMDItemHasAlphaChannel=1", "kMDItemContentCreationDate=<null>" };
     QTest::newRow("HEIC: size as shown, not as coded") << "small.heic" << "public.heic" << QStringList{
-        "kMDItemPixelWidth=40", "kMDItemPixelHeight=30", "kMDItemOrientation=0", "kMDItemBitsPerSample=8",
+        "kMDItemPixelWidth=40", "kMDItemPixelHeight=30", "kMDItemOrientation=0", "kMDItemBitsPerSample=32",
         "kMDItemHasAlphaChannel=0" };
     QTest::newRow("PDF: title, application, pages, A4 in points, unencrypted, no author") << "written.pdf" << pdf
         << QStringList{ "kMDItemTitle=Quarterly report", "kMDItemCreator=Report Builder 2", "kMDItemNumberOfPages=2",
         "kMDItemPageWidth=595", "kMDItemPageHeight=842", "kMDItemSecurityMethod=None", "kMDItemAuthors=<null>" };
-    QTest::newRow("PDF: author list, producer, header version, dates in their zones, letter width")
+    QTest::newRow("PDF: author list, producer, header version, letter width, no content dates over the file's")
         << "described.pdf" << pdf << QStringList{ "kMDItemAuthors=Alex Example",
-        "kMDItemEncodingApplications=PDF Maker 1.2", "kMDItemVersion=1.4", "kMDItemContentCreationDate=1623752430",
-        "kMDItemContentModificationDate=1640995200", "kMDItemPageWidth=612" };
+        "kMDItemEncodingApplications=PDF Maker 1.2", "kMDItemVersion=1.4", "kMDItemContentCreationDate=<null>",
+        "kMDItemContentModificationDate=<null>", "kMDItemPageWidth=612" };
     QTest::newRow("PDF anyone may open is still encrypted and gives its pages") << "open-encrypted.pdf" << pdf
         << QStringList{ "kMDItemSecurityMethod=Password Encrypted", "kMDItemNumberOfPages=1" };
     QTest::newRow("PDF behind a user password is encrypted and hides its version") << "locked.pdf" << pdf
@@ -88,26 +118,37 @@ void tst_content_importers::imported_values_data()
     const QStringList song = { "kMDItemAudioSampleRate=44100", "kMDItemAudioChannelCount=2", "kMDItemTitle=Night Train",
                                "kMDItemAuthors=The Examples", "kMDItemAlbum=Sample Album", "kMDItemMusicalGenre=Jazz",
                                "kMDItemRecordingYear=2019" };
-    QTest::newRow("MP3: song tags, bit rate per second, track number without the total") << "song.mp3"
-        << "public.mp3" << song + QStringList{ "kMDItemDurationSeconds=~2", "kMDItemAudioBitRate=~128000",
+    QTest::newRow("MP3: song tags, the stream's bit rate in kilobits a second, track number without the total")
+        << "song.mp3" << "public.mp3" << song + QStringList{ "kMDItemDurationSeconds=~2", "kMDItemAudioBitRate=128",
         "kMDItemComposer=A. Writer", "kMDItemAudioTrackNumber=3" };
     QTest::newRow("M4A: song tags, composer, track number") << "song.m4a" << "com.apple.m4a-audio"
         << song + QStringList{ "kMDItemDurationSeconds=~2", "kMDItemComposer=A. Writer", "kMDItemAudioTrackNumber=3" };
-    QTest::newRow("WAV: song tags, duration to the sample, bit rate of 16-bit stereo") << "song.wav"
-        << "com.microsoft.waveform-audio" << song + QStringList{ "kMDItemDurationSeconds=2", "kMDItemAudioBitRate=1.411e+06" };
+    QTest::newRow("WAV: song tags, duration to the sample, kilobit rate of 16-bit stereo") << "song.wav"
+        << "com.microsoft.waveform-audio" << song + QStringList{ "kMDItemDurationSeconds=2", "kMDItemAudioBitRate=1411" };
     QTest::newRow("movie: duration, picture size, codecs picture first, creation time from its header") << "clip.mp4"
         << "public.mpeg-4" << QStringList{ "kMDItemDurationSeconds=~1", "kMDItemPixelWidth=320",
         "kMDItemPixelHeight=240", "kMDItemCodecs=H.264;AAC", "kMDItemContentCreationDate=1623752430" };
+    QTest::newRow("phone movie: codecs picture, sound, then timed metadata, whatever the track order; sound in kilobits")
+        << "phone.mov" << "com.apple.quicktime-movie" << QStringList{ "kMDItemCodecs=H.264;AAC;Timed Metadata",
+        "kMDItemAudioBitRate=~64" };
+    QTest::newRow("phone movie: make, model, place and capture time from the phone's keys, not the header's time")
+        << "phone.mov" << "com.apple.quicktime-movie" << QStringList{ "kMDItemAcquisitionMake=Apple",
+        "kMDItemAcquisitionModel=iPhone 7", "kMDItemLatitude=37.3317", "kMDItemLongitude=-122.031",
+        "kMDItemAltitude=10", "kMDItemContentCreationDate=1466046857" };
+    QTest::newRow("camera movie: make, model and a place in degrees and minutes from user data, its header's time")
+        << "camera.mov" << "com.apple.quicktime-movie" << QStringList{ "kMDItemAcquisitionMake=Canon",
+        "kMDItemAcquisitionModel=PowerShot S95", "kMDItemLatitude=37.3317", "kMDItemLongitude=-122.031",
+        "kMDItemAltitude=<null>", "kMDItemContentCreationDate=1623752430" };
     QTest::newRow("silent movie has one codec") << "clip.mov" << "com.apple.quicktime-movie"
                                                  << QStringList{ "kMDItemCodecs=MPEG-4 Video" };
-    QTest::newRow("Word: title, author list, last editor, application, pages, dates") << "report.docx" << docx
-        << QStringList{ "kMDItemTitle=Budget 2024", "kMDItemAuthors=Alex Example", "kMDItemEditors=Sam Editor",
-        "kMDItemCreator=Microsoft Office Word", "kMDItemNumberOfPages=7", "kMDItemContentCreationDate=1623752430",
-        "kMDItemContentModificationDate=1640995200" };
-    QTest::newRow("OpenDocument: initial creator is the author, creator the last editor, dates with and without zone")
+    QTest::newRow("Word: title, author list, last editor, application, pages, no content dates over the file's")
+        << "report.docx" << docx << QStringList{ "kMDItemTitle=Budget 2024", "kMDItemAuthors=Alex Example",
+        "kMDItemEditors=Sam Editor", "kMDItemCreator=Microsoft Office Word", "kMDItemNumberOfPages=7",
+        "kMDItemContentCreationDate=<null>", "kMDItemContentModificationDate=<null>" };
+    QTest::newRow("OpenDocument: initial creator is the author, creator the last editor, no content dates over the file's")
         << "minutes.odt" << "org.oasis-open.opendocument.text" << QStringList{ "kMDItemTitle=Board minutes",
         "kMDItemAuthors=Alex Example", "kMDItemEditors=Sam Editor", "kMDItemCreator=LibreOffice/7.4.7.2$Linux_X86_64",
-        "kMDItemNumberOfPages=3", "kMDItemContentCreationDate=1623759630", "kMDItemContentModificationDate=1640995200" };
+        "kMDItemNumberOfPages=3", "kMDItemContentCreationDate=<null>", "kMDItemContentModificationDate=<null>" };
     QTest::newRow("zip bomb gives no title") << "bomb.docx" << docx << QStringList{ "kMDItemTitle=<null>" };
 }
 
@@ -209,7 +250,7 @@ void tst_content_importers::content_date_data()
 
     QTest::newRow("camera time east of UTC") << "camera" << "2021:06:15 12:20:30" << "+02:00" << "1623752430";
     QTest::newRow("camera time at a half-hour offset west") << "camera" << "2021:06:15 04:50:30" << "-05:30" << "1623752430";
-    QTest::newRow("camera time without offset is UTC") << "camera" << "2021:06:15 10:20:30" << "" << "1623752430";
+    QTest::newRow("camera time without offset is in the examiner's zone") << "camera" << "2021:06:15 11:20:30" << "" << "1623752430";
     QTest::newRow("camera time left blank") << "camera" << "    :  :     :  :  " << "" << null;
     QTest::newRow("camera time zeroed") << "camera" << "0000:00:00 00:00:00" << "" << null;
     QTest::newRow("camera date that does not exist") << "camera" << "2021:02:30 10:00:00" << "" << null;
@@ -231,6 +272,32 @@ void tst_content_importers::content_date()
     QFETCH(QString, expected);
     const std::optional<double> seconds =
         format == QLatin1String("camera") ? camera_time_seconds(text, offset) : iso_time_seconds(text);
+    QCOMPARE(seconds ? metadata_value_text(MetadataValue::from_date(*seconds)) : null, expected);
+}
+
+void tst_content_importers::camera_time_in_zone_data()
+{
+    QTest::addColumn<QByteArray>("zone"); // the examiner's TZ
+    QTest::addColumn<QString>("offset");  // as the camera recorded it
+    QTest::addColumn<QString>("expected");
+
+    // The capture of 2008:10:22 16:38:20, as each examiner reads it.
+    QTest::newRow("London in summer time is an hour ahead of UTC") << QByteArray("Europe/London") << "" << "1224689900";
+    QTest::newRow("New York in summer time is four hours behind") << QByteArray("America/New_York") << "" << "1224707900";
+    QTest::newRow("an offset the camera recorded outweighs the examiner's zone")
+        << QByteArray("America/New_York") << "+01:00" << "1224689900";
+    QTest::newRow("a zone the system does not know counts as UTC") << QByteArray("Nowhere/Else") << "" << "1224693500";
+}
+
+void tst_content_importers::camera_time_in_zone()
+{
+    QFETCH(QByteArray, zone);
+    QFETCH(QString, offset);
+    QFETCH(QString, expected);
+    const QByteArray examiner = qgetenv("TZ");
+    qputenv("TZ", zone);
+    const std::optional<double> seconds = camera_time_seconds("2008:10:22 16:38:20", offset);
+    qputenv("TZ", examiner);
     QCOMPARE(seconds ? metadata_value_text(MetadataValue::from_date(*seconds)) : null, expected);
 }
 

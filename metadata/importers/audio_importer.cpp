@@ -8,6 +8,8 @@
 #include <taglib/id3v2framefactory.h>
 #include <taglib/mp4file.h>
 #include <taglib/mpegfile.h>
+#include <taglib/mpegheader.h>
+#include <taglib/mpegproperties.h>
 #include <taglib/tpropertymap.h>
 #include <taglib/wavfile.h>
 
@@ -116,6 +118,30 @@ std::optional<int> recording_year(const TagLib::Tag &tag, const TagLib::Property
     return match.captured(1).toInt();
 }
 
+// Kilobits per second, as a Mac gives them. The library works out an MP3's
+// rate from its size and length whenever the first frame carries a frame
+// count, so tags and padding skew a constant rate (128 becomes 129); a
+// first frame labelled "Info" marks a constant-rate stream, whose frames
+// all state its rate. A variable rate keeps the library's average.
+int kilobits_per_second(TagLib::File &file, Container container, const TagLib::AudioProperties &audio)
+{
+    if (container != Container::Mpeg)
+        return audio.bitrate();
+    auto &mpeg = static_cast<TagLib::MPEG::File &>(file);
+    const auto *properties = static_cast<const TagLib::MPEG::Properties *>(&audio);
+    if (!properties->xingHeader())
+        return audio.bitrate();
+    const long first = mpeg.firstFrameOffset();
+    if (first < 0)
+        return audio.bitrate();
+    const TagLib::MPEG::Header header(&mpeg, first, false);
+    if (!header.isValid() || header.bitrate() <= 0 || header.frameLength() <= 0)
+        return audio.bitrate();
+    mpeg.seek(first);
+    const TagLib::ByteVector frame = mpeg.readBlock(static_cast<unsigned long>(header.frameLength()));
+    return frame.find("Info") >= 0 ? header.bitrate() : audio.bitrate();
+}
+
 } // namespace
 
 QString AudioImporter::name() const
@@ -150,10 +176,8 @@ ImportedValues AudioImporter::import(int fd, const QString &content_type) const
         if (audio->lengthInMilliseconds() > 0)
             values.emplace_back(QStringLiteral("kMDItemDurationSeconds"),
                                 MetadataValue::from_number(audio->lengthInMilliseconds() / 1000.0));
-        // The library counts kilobits; the key holds bits per second.
-        if (audio->bitrate() > 0)
-            values.emplace_back(QStringLiteral("kMDItemAudioBitRate"),
-                                MetadataValue::from_number(audio->bitrate() * 1000.0));
+        if (const int kilobits = kilobits_per_second(*file, *container, *audio); kilobits > 0)
+            values.emplace_back(QStringLiteral("kMDItemAudioBitRate"), MetadataValue::from_number(kilobits));
         if (audio->sampleRate() > 0)
             values.emplace_back(QStringLiteral("kMDItemAudioSampleRate"),
                                 MetadataValue::from_number(audio->sampleRate()));

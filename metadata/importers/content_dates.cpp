@@ -38,6 +38,23 @@ std::optional<double> seconds_since_1970(const QDate &date, const QTime &time, i
 
 } // namespace
 
+QTimeZone examiner_zone()
+{
+    // Looked up again only when TZ changes: without TZ, the system's zone
+    // is found by reading /etc/localtime, several times the cost of
+    // reading a photo's date.
+    thread_local std::optional<QByteArray> zone_variable;
+    thread_local QTimeZone zone;
+    const QByteArray variable = qgetenv("TZ");
+    if (!zone_variable || *zone_variable != variable) {
+        zone = QTimeZone::systemTimeZone();
+        if (!zone.isValid())
+            zone = QTimeZone::utc();
+        zone_variable = variable;
+    }
+    return zone;
+}
+
 std::optional<double> camera_time_seconds(const QString &date_time, const QString &offset)
 {
     // Cameras pad unset fields with blanks or zeros; such a time says nothing.
@@ -46,11 +63,19 @@ std::optional<double> camera_time_seconds(const QString &date_time, const QStrin
     const QRegularExpressionMatch match = pattern.match(date_time.trimmed());
     if (!match.hasMatch())
         return std::nullopt;
+    const QDate date(match.captured(1).toInt(), match.captured(2).toInt(), match.captured(3).toInt());
+    const QTime time(match.captured(4).toInt(), match.captured(5).toInt(), match.captured(6).toInt());
+    if (offset.trimmed().isEmpty()) {
+        if (!date.isValid() || !time.isValid())
+            return std::nullopt;
+        const QDateTime local(date, time, examiner_zone());
+        if (!local.isValid())
+            return std::nullopt;
+        return double(local.toSecsSinceEpoch());
+    }
     const std::optional<int> zone = offset_seconds(offset.trimmed());
     if (!zone)
         return std::nullopt;
-    const QDate date(match.captured(1).toInt(), match.captured(2).toInt(), match.captured(3).toInt());
-    const QTime time(match.captured(4).toInt(), match.captured(5).toInt(), match.captured(6).toInt());
     return seconds_since_1970(date, time, *zone, 0.0);
 }
 

@@ -2,6 +2,7 @@
 #define CONTENT_DATES_H
 
 #include <QString>
+#include <QTimeZone>
 
 #include <optional>
 
@@ -10,8 +11,12 @@
 
 // "YYYY:MM:DD HH:MM:SS" as cameras record it, with the separate offset
 // text ("+02:00") when the camera recorded one. Without an offset the
-// local time of the capture is unknown and is taken as UTC.
+// time is read in the examiner's zone, as a Mac reads it in its own.
 std::optional<double> camera_time_seconds(const QString &date_time, const QString &offset);
+
+// The examiner's zone as the system gives it (TZ, else /etc/localtime);
+// UTC when neither names a zone the system knows.
+QTimeZone examiner_zone();
 
 // An ISO 8601 date or date and time ("2023-04-05", "2023-04-05T10:20:30Z",
 // "2023-04-05T10:20:30.123456+02:00"); without a zone, taken as UTC.

@@ -23,6 +23,23 @@ QStringList image_importer_keys()
         QStringLiteral("kMDItemAltitude"),
         QStringLiteral("kMDItemGPSDateStamp"),
         QStringLiteral("kMDItemContentCreationDate"),
+        QStringLiteral("kMDItemContentModificationDate"),
+        QStringLiteral("kMDItemPixelCount"),
+        QStringLiteral("kMDItemCreator"),
+        QStringLiteral("kMDItemExposureProgram"),
+        QStringLiteral("kMDItemExposureMode"),
+        QStringLiteral("kMDItemAperture"),
+        QStringLiteral("kMDItemEXIFVersion"),
+        QStringLiteral("kMDItemRedEyeOnOff"),
+        QStringLiteral("kMDItemImageDirection"),
+        QStringLiteral("kMDItemGPSDestBearing"),
+        QStringLiteral("kMDItemSpeed"),
+        QStringLiteral("kMDItemTimestamp"),
+        QStringLiteral("kMDItemResolutionWidthDPI"),
+        QStringLiteral("kMDItemResolutionHeightDPI"),
+        QStringLiteral("kMDItemProfileName"),
+        QStringLiteral("kMDItemAuthors"),
+        QStringLiteral("kMDItemComment"),
     };
 }
 
@@ -52,7 +69,13 @@ QStringList video_importer_keys()
         QStringLiteral("kMDItemCodecs"),
         QStringLiteral("kMDItemVideoBitRate"),
         QStringLiteral("kMDItemTotalBitRate"),
+        QStringLiteral("kMDItemAudioBitRate"),
         QStringLiteral("kMDItemContentCreationDate"),
+        QStringLiteral("kMDItemAcquisitionMake"),
+        QStringLiteral("kMDItemAcquisitionModel"),
+        QStringLiteral("kMDItemLatitude"),
+        QStringLiteral("kMDItemLongitude"),
+        QStringLiteral("kMDItemAltitude"),
     };
 }
 
@@ -68,8 +91,6 @@ QStringList pdf_importer_keys()
         QStringLiteral("kMDItemPageHeight"),
         QStringLiteral("kMDItemVersion"),
         QStringLiteral("kMDItemSecurityMethod"),
-        QStringLiteral("kMDItemContentCreationDate"),
-        QStringLiteral("kMDItemContentModificationDate"),
     };
 }
 
@@ -81,7 +102,5 @@ QStringList office_importer_keys()
         QStringLiteral("kMDItemEditors"),
         QStringLiteral("kMDItemNumberOfPages"),
         QStringLiteral("kMDItemCreator"),
-        QStringLiteral("kMDItemContentCreationDate"),
-        QStringLiteral("kMDItemContentModificationDate"),
     };
 }

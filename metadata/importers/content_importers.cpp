@@ -1,6 +1,7 @@
 #include "content_importers.h"
 
 #include "audio_importer.h"
+#include "content_dates.h"
 #include "image_importer.h"
 #include "office_importer.h"
 #include "pdf_importer.h"
@@ -23,4 +24,7 @@ void load_content_libraries()
 {
     // Asking what each plugin reads loads it; no image is looked at.
     QImageReader::supportedImageFormats();
+    // The examiner's zone rules are read once here, for every importer
+    // started from this process to inherit.
+    examiner_zone();
 }

@@ -1,6 +1,5 @@
 #include "office_importer.h"
 
-#include "content_dates.h"
 #include "content_importer_keys.h"
 #include "descriptor_bytes.h"
 #include "zip_archive.h"
@@ -41,7 +40,6 @@ const char open_document_meta[] = "urn:oasis:names:tc:opendocument:xmlns:meta:1.
 enum class PropertyKind {
     Text,      // the element's text
     TextArray, // the element's text as the single item of a list
-    Date,      // an ISO 8601 date; a date without a zone is taken as UTC
     Number,    // a whole count
 };
 
@@ -61,22 +59,18 @@ const PropertyField property_fields[] = {
     { dublin_core, "creator", nullptr, "kMDItemAuthors", PropertyKind::TextArray },
     // Office Open XML: the last person to save it.
     { open_xml_core, "lastModifiedBy", nullptr, "kMDItemEditors", PropertyKind::TextArray },
-    // Office Open XML: when it was created and last saved.
-    { dublin_core_terms, "created", nullptr, "kMDItemContentCreationDate", PropertyKind::Date },
-    { dublin_core_terms, "modified", nullptr, "kMDItemContentModificationDate", PropertyKind::Date },
     // Office Open XML: the application that saved it.
     { open_xml_extended, "Application", nullptr, "kMDItemCreator", PropertyKind::Text },
     // Office Open XML: pages as the word processor last laid them out.
     { open_xml_extended, "Pages", nullptr, "kMDItemNumberOfPages", PropertyKind::Number },
     // OpenDocument: the author who created the document.
     { open_document_meta, "initial-creator", nullptr, "kMDItemAuthors", PropertyKind::TextArray },
-    // OpenDocument: creation and last-save times.
-    { open_document_meta, "creation-date", nullptr, "kMDItemContentCreationDate", PropertyKind::Date },
-    { dublin_core, "date", nullptr, "kMDItemContentModificationDate", PropertyKind::Date },
     // OpenDocument: the application that saved it.
     { open_document_meta, "generator", nullptr, "kMDItemCreator", PropertyKind::Text },
     // OpenDocument: page count from the document's statistics.
     { open_document_meta, "document-statistic", "page-count", "kMDItemNumberOfPages", PropertyKind::Number },
+    // The documents' own creation and save times are left out: a Mac
+    // dates a document's content by the file, as it came onto the volume.
 };
 
 // In OpenDocument, dc:creator names the last person to save the document;
@@ -104,10 +98,6 @@ std::optional<MetadataValue> property_value(PropertyKind kind, const QString &te
         return MetadataValue::from_text(trimmed);
     case PropertyKind::TextArray:
         return MetadataValue::from_array({ MetadataValue::from_text(trimmed) });
-    case PropertyKind::Date:
-        if (const std::optional<double> seconds = iso_time_seconds(trimmed))
-            return MetadataValue::from_date(*seconds);
-        return std::nullopt;
     case PropertyKind::Number: {
         bool whole = false;
         const qlonglong count = trimmed.toLongLong(&whole);

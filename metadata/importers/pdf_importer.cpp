@@ -5,7 +5,6 @@
 
 #include <poppler-qt6.h>
 
-#include <QDateTime>
 
 #include <mutex>
 
@@ -17,7 +16,6 @@ constexpr qint64 pdf_size_limit = 256LL * 1024 * 1024;
 enum class InfoKind {
     Text,      // the entry as it stands
     TextArray, // the entry as the single item of a list
-    Date,      // the entry's date, in whatever zone it was written
 };
 
 struct InfoField
@@ -36,10 +34,8 @@ const InfoField info_fields[] = {
     { "Creator", "kMDItemCreator", InfoKind::Text },
     // The application that wrote the PDF from it.
     { "Producer", "kMDItemEncodingApplications", InfoKind::TextArray },
-    // When the document was first made.
-    { "CreationDate", "kMDItemContentCreationDate", InfoKind::Date },
-    // When the document was last changed.
-    { "ModDate", "kMDItemContentModificationDate", InfoKind::Date },
+    // The document's own CreationDate and ModDate are left out: a Mac
+    // dates a PDF's content by the file, as it came onto the volume.
 };
 
 // Damaged files make the library talk on stderr; the importer process's
@@ -107,12 +103,6 @@ ImportedValues PdfImporter::import(int fd, const QString &) const
             values.emplace_back(key, field.kind == InfoKind::Text
                                          ? MetadataValue::from_text(text)
                                          : MetadataValue::from_array({ MetadataValue::from_text(text) }));
-            break;
-        }
-        case InfoKind::Date: {
-            const QDateTime date = document->date(entry);
-            if (date.isValid())
-                values.emplace_back(key, MetadataValue::from_date(date.toMSecsSinceEpoch() / 1000.0));
             break;
         }
         }

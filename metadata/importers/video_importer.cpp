@@ -15,9 +15,12 @@ extern "C" {
 }
 
 #include <QElapsedTimer>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
+#include <iterator>
 #include <mutex>
 
 namespace {
@@ -103,9 +106,95 @@ const CodecName codec_names[] = {
     { AV_CODEC_ID_PCM_S16BE, "Linear PCM" },
     { AV_CODEC_ID_PCM_S24LE, "Linear PCM" },
     { AV_CODEC_ID_PCM_S24BE, "Linear PCM" },
-    // Text tracks of timed metadata, captions and chapters are no codecs
-    // a viewer names; they are skipped below by their media type.
+    // Captions and chapters are no codecs a viewer names; they are skipped
+    // below by their media type. Timed metadata tracks are named below.
 };
+
+// Where a QuickTime movie keeps what a phone recorded of its capture, as
+// the library names those entries: first the keys of the movie's metadata
+// (newer phones), then the older user-data atoms.
+struct CaptureEntry
+{
+    const char *spotlight_key;
+    const char *names[2];
+};
+
+const CaptureEntry capture_entries[] = {
+    // Maker of the camera or phone.
+    { "kMDItemAcquisitionMake", { "com.apple.quicktime.make", "make" } },
+    // Its model name.
+    { "kMDItemAcquisitionModel", { "com.apple.quicktime.model", "model" } },
+};
+
+// The place of capture as ISO 6709 text.
+const char *const location_names[] = { "com.apple.quicktime.location.ISO6709", "location" };
+
+// The moment of capture with the zone of the phone ("2016-06-15T20:14:17-0700");
+// an edit rewrites the movie header's creation time, never this.
+const char *const capture_time_name = "com.apple.quicktime.creationdate";
+
+// A sample description of timed metadata ('mebx'), which a viewer lists as
+// "Timed Metadata" after the picture and sound.
+constexpr uint32_t timed_metadata_tag = MKTAG('m', 'e', 'b', 'x');
+
+const AVDictionaryEntry *first_entry(const AVDictionary *metadata, const char *const *names, size_t count)
+{
+    for (size_t i = 0; i < count; ++i) {
+        if (const AVDictionaryEntry *entry = av_dict_get(metadata, names[i], nullptr, 0))
+            return entry;
+    }
+    return nullptr;
+}
+
+// One ISO 6709 component ("+37.3317", "-12218.42", "+371954"): degrees,
+// degrees and minutes, or degrees, minutes and seconds by the number of
+// whole digits, which is 2, 4 or 6 for a latitude (one more for a longitude).
+std::optional<double> iso6709_angle(const QString &text, int degree_digits)
+{
+    bool ok = false;
+    const double value = text.toDouble(&ok);
+    if (!ok)
+        return std::nullopt;
+    const int whole_digits = int(text.mid(1).section(QLatin1Char('.'), 0, 0).size());
+    const double magnitude = std::fabs(value);
+    // Fewer whole digits are degrees too: some writers drop leading zeros.
+    double degrees = magnitude;
+    if (whole_digits == degree_digits + 2) {
+        degrees = std::floor(magnitude / 100) + std::fmod(magnitude, 100) / 60;
+    } else if (whole_digits == degree_digits + 4) {
+        degrees = std::floor(magnitude / 10000) + std::floor(std::fmod(magnitude, 10000) / 100) / 60
+                  + std::fmod(magnitude, 100) / 3600;
+    } else if (whole_digits > degree_digits) {
+        return std::nullopt;
+    }
+    return value < 0 ? -degrees : degrees;
+}
+
+struct Place
+{
+    double latitude = 0;
+    double longitude = 0;
+    std::optional<double> altitude;
+};
+
+// "+37.3317-122.0307+010.000/" and its relatives, the reference system
+// ("CRSWGS_84") ignored; nothing for text of any other shape.
+std::optional<Place> iso6709_place(const QString &text)
+{
+    static const QRegularExpression pattern(QStringLiteral(
+        "^([+-]\\d+(?:\\.\\d+)?)([+-]\\d+(?:\\.\\d+)?)([+-]\\d+(?:\\.\\d+)?)?(?:CRS[^/]*)?/?$"));
+    const QRegularExpressionMatch match = pattern.match(text.trimmed());
+    if (!match.hasMatch())
+        return std::nullopt;
+    const std::optional<double> latitude = iso6709_angle(match.captured(1), 2);
+    const std::optional<double> longitude = iso6709_angle(match.captured(2), 3);
+    if (!latitude || !longitude || std::fabs(*latitude) > 90 || std::fabs(*longitude) > 180)
+        return std::nullopt;
+    Place place{ *latitude, *longitude, std::nullopt };
+    if (match.hasCaptured(3))
+        place.altitude = match.captured(3).toDouble();
+    return place;
+}
 
 QString codec_name(AVCodecID codec)
 {
@@ -296,38 +385,74 @@ ImportedValues VideoImporter::import(int fd, const QString &content_type) const
         values.emplace_back(QStringLiteral("kMDItemDurationSeconds"),
                             MetadataValue::from_number(double(format->duration) / AV_TIME_BASE));
 
-    std::vector<MetadataValue> codecs;
+    // A viewer names the picture's codecs first, then the sound's, then
+    // timed metadata, whatever the order of the tracks in the file.
+    std::vector<MetadataValue> codecs[3];
     const AVCodecParameters *picture = nullptr;
+    const AVCodecParameters *sound = nullptr;
     for (unsigned int i = 0; i < format->nb_streams; ++i) {
         const AVStream *stream = format->streams[i];
         const AVCodecParameters *parameters = stream->codecpar;
         const bool is_video = parameters->codec_type == AVMEDIA_TYPE_VIDEO
                               && !(stream->disposition & AV_DISPOSITION_ATTACHED_PIC);
+        const bool is_audio = parameters->codec_type == AVMEDIA_TYPE_AUDIO;
+        const bool is_timed_metadata = parameters->codec_type == AVMEDIA_TYPE_DATA
+                                       && parameters->codec_tag == timed_metadata_tag;
         if (is_video && !picture)
             picture = parameters;
-        if (!is_video && parameters->codec_type != AVMEDIA_TYPE_AUDIO)
+        if (is_audio && !sound)
+            sound = parameters;
+        if (!is_video && !is_audio && !is_timed_metadata)
             continue;
-        const QString name = codec_name(parameters->codec_id);
+        const QString name = is_timed_metadata ? QStringLiteral("Timed Metadata") : codec_name(parameters->codec_id);
+        std::vector<MetadataValue> &group = codecs[is_video ? 0 : is_audio ? 1 : 2];
         const MetadataValue item = MetadataValue::from_text(name);
-        if (!name.isEmpty() && std::find(codecs.begin(), codecs.end(), item) == codecs.end())
-            codecs.push_back(item);
+        if (!name.isEmpty() && std::find(group.begin(), group.end(), item) == group.end())
+            group.push_back(item);
     }
     if (picture && picture->width > 0 && picture->height > 0) {
         values.emplace_back(QStringLiteral("kMDItemPixelWidth"), MetadataValue::from_number(picture->width));
         values.emplace_back(QStringLiteral("kMDItemPixelHeight"), MetadataValue::from_number(picture->height));
     }
-    if (!codecs.empty())
-        values.emplace_back(QStringLiteral("kMDItemCodecs"), MetadataValue::from_array(std::move(codecs)));
+    std::vector<MetadataValue> named = std::move(codecs[0]);
+    named.insert(named.end(), codecs[1].begin(), codecs[1].end());
+    named.insert(named.end(), codecs[2].begin(), codecs[2].end());
+    if (!named.empty())
+        values.emplace_back(QStringLiteral("kMDItemCodecs"), MetadataValue::from_array(std::move(named)));
     // Bits per second, as the container's sample tables add them up.
     if (picture && picture->bit_rate > 0)
         values.emplace_back(QStringLiteral("kMDItemVideoBitRate"), MetadataValue::from_number(double(picture->bit_rate)));
     if (format->bit_rate > 0)
         values.emplace_back(QStringLiteral("kMDItemTotalBitRate"), MetadataValue::from_number(double(format->bit_rate)));
+    // The sound in whole kilobits per second, as a Mac gives it (a track of
+    // 64.6 kbit/s is 64).
+    if (sound && sound->bit_rate >= 1000)
+        values.emplace_back(QStringLiteral("kMDItemAudioBitRate"),
+                            MetadataValue::from_number(double(sound->bit_rate / 1000)));
 
-    // The movie header's creation time, which the library gives as UTC.
-    if (const AVDictionaryEntry *created = av_dict_get(format->metadata, "creation_time", nullptr, 0)) {
-        if (const std::optional<double> seconds = iso_time_seconds(QString::fromUtf8(created->value)))
-            values.emplace_back(QStringLiteral("kMDItemContentCreationDate"), MetadataValue::from_date(*seconds));
+    for (const CaptureEntry &entry : capture_entries) {
+        if (const AVDictionaryEntry *found = first_entry(format->metadata, entry.names, std::size(entry.names))) {
+            const QString text = QString::fromUtf8(found->value).trimmed();
+            if (!text.isEmpty())
+                values.emplace_back(QString::fromLatin1(entry.spotlight_key), MetadataValue::from_text(text));
+        }
     }
+    if (const AVDictionaryEntry *found = first_entry(format->metadata, location_names, std::size(location_names))) {
+        if (const std::optional<Place> place = iso6709_place(QString::fromUtf8(found->value))) {
+            values.emplace_back(QStringLiteral("kMDItemLatitude"), MetadataValue::from_number(place->latitude));
+            values.emplace_back(QStringLiteral("kMDItemLongitude"), MetadataValue::from_number(place->longitude));
+            if (place->altitude)
+                values.emplace_back(QStringLiteral("kMDItemAltitude"), MetadataValue::from_number(*place->altitude));
+        }
+    }
+    // The phone's moment of capture, else the movie header's creation time,
+    // which the library gives as UTC.
+    std::optional<double> created;
+    if (const AVDictionaryEntry *captured = av_dict_get(format->metadata, capture_time_name, nullptr, 0))
+        created = iso_time_seconds(QString::fromUtf8(captured->value));
+    if (const AVDictionaryEntry *header = av_dict_get(format->metadata, "creation_time", nullptr, 0); !created && header)
+        created = iso_time_seconds(QString::fromUtf8(header->value));
+    if (created)
+        values.emplace_back(QStringLiteral("kMDItemContentCreationDate"), MetadataValue::from_date(*created));
     return values;
 }
