@@ -33,7 +33,7 @@ UniqueFd moved_above_standard(UniqueFd fd)
 
 // In the child, between fork and exec: only async-signal-safe calls. The
 // limits set here hold for every importer the spawner forks.
-[[noreturn]] void become_spawner(const char *program, char *const argv[], int control, int null_device,
+[[noreturn]] void become_spawner(const char *program, char *const argv[], char *const environment[], int control, int null_device,
                                  pid_t worker, const ImporterLimits &limits)
 {
     // The spawner, and so its importers, must not outlive the worker, even
@@ -69,11 +69,7 @@ UniqueFd moved_above_standard(UniqueFd fd)
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
     ::signal(SIGPIPE, SIG_DFL);
 
-    // Nothing of the worker's environment (paths, the examiner's settings,
-    // library switches a loader or parser would obey) reaches a process
-    // that reads hostile files.
-    char *const empty_environment[] = {nullptr};
-    ::execve(program, argv, empty_environment);
+    ::execve(program, argv, environment);
     ::_exit(127);
 }
 
@@ -121,13 +117,20 @@ bool ImporterProcess::start_spawner()
     // async-signal-safe calls are allowed.
     const QByteArray program = QFile::encodeName(executable_);
     char *const argv[] = {const_cast<char *>(program.constData()), nullptr};
+    // Nothing of the worker's environment (paths, the examiner's settings,
+    // library switches a loader or parser would obey) reaches a process
+    // that reads hostile files, but for the examiner's time zone: a
+    // camera's time without a zone is read in it, as a Mac reads it in its
+    // own. The spawner loads the zone before any importer is confined.
+    const QByteArray zone = qEnvironmentVariableIsSet("TZ") ? "TZ=" + qgetenv("TZ") : QByteArray();
+    char *const environment[] = {zone.isEmpty() ? nullptr : const_cast<char *>(zone.constData()), nullptr};
     const pid_t worker = ::getpid();
 
     const pid_t pid = ::fork();
     if (pid < 0)
         return false;
     if (pid == 0)
-        become_spawner(program.constData(), argv, spawner_end.get(), null_device.get(), worker, limits_);
+        become_spawner(program.constData(), argv, environment, spawner_end.get(), null_device.get(), worker, limits_);
 
     // Also from this side, so that the group exists whichever runs first.
     ::setpgid(pid, pid);
