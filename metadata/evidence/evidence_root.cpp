@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <deque>
 #include <memory>
 #include <vector>
@@ -102,6 +103,23 @@ std::optional<QByteArray> read_link(int link)
     return target;
 }
 
+// Where the kernel says an open object lies, read from /proc; nullopt
+// where /proc is not mounted, the object has lost its name or lies where
+// this process cannot name it.
+std::optional<QByteArray> kernel_path(int fd)
+{
+    char link[40];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+    QByteArray target(max_link_target + 1, Qt::Uninitialized);
+    const ssize_t length = ::readlink(link, target.data(), std::size_t(target.size()));
+    if (length <= 0 || length > max_link_target)
+        return std::nullopt;
+    target.truncate(qsizetype(length));
+    if (!target.startsWith('/') || target.endsWith(" (deleted)"))
+        return std::nullopt;
+    return target;
+}
+
 } // namespace
 
 EvidenceRoot::EvidenceRoot(const QString &volume_root)
@@ -111,6 +129,8 @@ EvidenceRoot::EvidenceRoot(const QString &volume_root)
     if (native.contains('\0'))
         return;
     root_.reset(::open(native.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (root_)
+        root_kernel_path_ = kernel_path(root_.get());
     if (root_ && (component_walk_forced || !kernel_resolves_in_root(root_.get())))
         resolution_ = Resolution::ComponentWalk;
 }
@@ -135,6 +155,14 @@ std::optional<QByteArray> EvidenceRoot::relative_path(const QString &full_path) 
     while (relative.startsWith('/'))
         relative.remove(0, 1);
     return relative;
+}
+
+QString EvidenceRoot::full_path(QByteArrayView relative) const
+{
+    const QString rest = QFile::decodeName(relative.toByteArray());
+    if (rest.isEmpty())
+        return volume_root_.isEmpty() ? QStringLiteral("/") : volume_root_;
+    return volume_root_.endsWith(QLatin1Char('/')) ? volume_root_ + rest : volume_root_ + QLatin1Char('/') + rest;
 }
 
 UniqueFd EvidenceRoot::open_beneath(QByteArrayView relative, int flags, Links links) const
@@ -227,6 +255,20 @@ std::optional<EvidenceRoot::LookedObject> EvidenceRoot::look_and_open(QByteArray
     LookedObject looked = {};
     if (::statx(object.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &looked.status) != 0)
         return std::nullopt;
+    // The name the object has, not the one it was asked by: a path may end
+    // in "..", differ in case from the entry a case-blind volume matched, or
+    // pass through links.
+    if (root_kernel_path_) {
+        if (const std::optional<QByteArray> at = kernel_path(object.get())) {
+            const QByteArray &root = *root_kernel_path_;
+            if (*at == root)
+                looked.looked_path = QByteArray();
+            else if (root == "/" && at->size() > 1)
+                looked.looked_path = at->mid(1);
+            else if (at->startsWith(root) && at->at(root.size()) == '/')
+                looked.looked_path = at->mid(root.size() + 1);
+        }
+    }
     const mode_t type = looked.status.stx_mode & S_IFMT;
     if (!(looked.status.stx_mask & STATX_TYPE) || (type != S_IFREG && type != S_IFDIR))
         return looked;

@@ -47,6 +47,9 @@ public:
     // does not start with the root at a component boundary or holds a zero
     // character.
     std::optional<QByteArray> relative_path(const QString &full_path) const;
+    // The full path of a path relative to the root: the volume root directly
+    // followed by it, as the host joins them.
+    QString full_path(QByteArrayView relative) const;
 
     // The file-system facts of the object itself; nullopt when it cannot be
     // reached beneath the root.
@@ -58,6 +61,10 @@ public:
     {
         struct statx status;
         UniqueFd opened;
+        // Where the object looked at lies beneath the root, as the file
+        // system names it ("" for the root); nullopt where the kernel does
+        // not tell (no /proc, an object already removed, a path outside).
+        std::optional<QByteArray> looked_path;
     };
     // One look that serves both the object's facts and the reading of its
     // content or attributes; nullopt when it cannot be reached.
@@ -102,6 +109,8 @@ private:
 
     QString volume_root_;
     UniqueFd root_;
+    // Where the kernel says the root lies, to tell where looked objects lie.
+    std::optional<QByteArray> root_kernel_path_;
     Resolution resolution_ = Resolution::Kernel;
 };
 

@@ -268,9 +268,12 @@ std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path
         return nullptr;
     FileFacts facts = file_facts_from(looked->status);
     UniqueFd attribute_source = std::move(looked->opened);
+    // Name and path (and so the type) are those of the object looked at, so
+    // that a row never joins one object's name to another's facts.
+    const QString looked_path = looked->looked_path ? root_.full_path(*looked->looked_path) : path;
     std::unique_ptr<FileContent> content = content_ && facts.is_regular_file && attribute_source
-        ? content_->content_of(path, attribute_source.get())
+        ? content_->content_of(looked_path, attribute_source.get())
         : nullptr;
-    return std::make_unique<FileMetadataItem>(*type_identity_, path, std::move(facts),
+    return std::make_unique<FileMetadataItem>(*type_identity_, looked_path, std::move(facts),
                                               std::move(attribute_source), std::move(content));
 }
