@@ -141,6 +141,10 @@ void tst_type_identity::identity_data()
     row("PNG", "logo.png", "file:x", "public.png", "public.png" + image, "PNG image");
     row("PDF", "invoice.pdf", "file:x", "com.adobe.pdf",
         "com.adobe.pdf;public.data;public.item;public.composite-content;public.content", "PDF document");
+    row("Word document: Office Open XML, no zip archive in its tree", "letter.docx", "file:PK",
+        "org.openxmlformats.wordprocessingml.document",
+        "org.openxmlformats.wordprocessingml.document;org.openxmlformats.openxml;public.data;public.item;"
+        "public.composite-content;public.content", "Microsoft Word document");
     row("zip archive", "tools.zip", "file:x", "public.zip-archive",
         "public.zip-archive;com.pkware.zip-archive;public.data;public.item;public.archive", "ZIP archive");
     as_text("text file", "notes.txt", "file:a note");
@@ -173,8 +177,11 @@ void tst_type_identity::identity_data()
     };
     finder("no Finder information: no codes, flags, label or date added", QByteArray(),
         "kMDItemFSTypeCode,kMDItemFSCreatorCode,kMDItemFSFinderFlags,kMDItemFSLabel,kMDItemFSInvisible,"
-        "kMDItemFSIsExtensionHidden,kMDItemFSHasCustomIcon,kMDItemFSIsStationery,kMDItemDateAdded",
-        ",,0,0,0,0,0,0,<null>");
+        "kMDItemFSIsExtensionHidden,kMDItemDateAdded", ",,0,0,0,0,<null>");
+    finder("no Finder information: custom icon and stationery have no value, not 0", QByteArray(),
+        "kMDItemFSHasCustomIcon,kMDItemFSIsStationery", "<null>,<null>");
+    finder("clear custom icon and stationery flags have no value", flags(0x0010),
+        "kMDItemFSHasCustomIcon,kMDItemFSIsStationery", "<null>,<null>");
     finder("dot file is invisible without Finder information", QByteArray(), "kMDItemFSInvisible", "1", ".hidden");
     finder("type and creator codes", finder_info("TEXT", "ttxt", 0), "kMDItemFSTypeCode,kMDItemFSCreatorCode", "TEXT,ttxt");
     finder("all-zero Finder information: no codes, extension shown, no date added", flags(0),
@@ -211,6 +218,8 @@ void tst_type_identity::identity_data()
     facts("file: no node count, its content's size, what is allocated, owner's access", "file:" + QString(5000, 'x'),
           "kMDItemFSNodeCount,kMDItemLogicalSize,kMDItemPhysicalSize,kMDItemFSIsReadable,kMDItemFSIsWriteable",
           "<null>,5000,blocks,1,1");
+    facts("file without a document identifier lists 0", "file:# Notes", "kMDItemDocumentIdentifier", "0");
+    facts("folder has no document identifier", "folder", "kMDItemDocumentIdentifier", "<null>");
     facts("read-only file", "file0444:x", "kMDItemFSIsWriteable", "0");
     facts("write-only file", "file0200:x", "kMDItemFSIsReadable", "0");
     facts("others' access does not count", "file0066:x", "kMDItemFSIsReadable", "0");

@@ -203,10 +203,11 @@ std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
     }
     if (name == QLatin1String("FSIsExtensionHidden"))
         return finder_flag(&FinderInfo::is_extension_hidden);
+    // Shown only when set: a clear flag is no value at all, as mdls lists it.
     if (name == QLatin1String("FSHasCustomIcon"))
-        return finder_flag(&FinderInfo::has_custom_icon);
+        return set_finder_flag(&FinderInfo::has_custom_icon);
     if (name == QLatin1String("FSIsStationery"))
-        return finder_flag(&FinderInfo::is_stationery);
+        return set_finder_flag(&FinderInfo::is_stationery);
     if (name == QLatin1String("DateAdded")) {
         if (finder_state() != FinderState::Present || finder_info_.date_added == 0)
             return MetadataValue::null_value();
@@ -215,6 +216,11 @@ std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
 
     if (name == QLatin1String("FSNodeCount"))
         return node_count();
+    // The identifier the Mac gives a document that an application asked to
+    // track across saves; a mounted volume shows none, which the Mac lists
+    // as 0 for a file.
+    if (name == QLatin1String("DocumentIdentifier"))
+        return facts_.mode && S_ISREG(*facts_.mode) ? MetadataValue::from_number(0) : MetadataValue::null_value();
     const bool regular = facts_.mode && S_ISREG(*facts_.mode);
     if (name == QLatin1String("LogicalSize"))
         return regular && facts_.size ? MetadataValue::from_number(double(*facts_.size))
@@ -267,6 +273,13 @@ MetadataValue TypeIdentityItem::finder_fact(MetadataValue plain_file,
 MetadataValue TypeIdentityItem::finder_flag(bool (FinderInfo::*flag)() const) const
 {
     return finder_fact(yes_no(false), [flag](const FinderInfo &info) { return yes_no((info.*flag)()); });
+}
+
+MetadataValue TypeIdentityItem::set_finder_flag(bool (FinderInfo::*flag)() const) const
+{
+    return finder_fact(MetadataValue::null_value(), [flag](const FinderInfo &info) {
+        return (info.*flag)() ? yes_no(true) : MetadataValue::null_value();
+    });
 }
 
 MetadataValue TypeIdentityItem::node_count() const

@@ -75,6 +75,8 @@ private:
     MetadataValue finder_fact(MetadataValue plain_file,
                               const std::function<MetadataValue(const FinderInfo &)> &read) const;
     MetadataValue finder_flag(bool (FinderInfo::*flag)() const) const;
+    // A Finder flag the Mac shows only when it is set: 1, else no value.
+    MetadataValue set_finder_flag(bool (FinderInfo::*flag)() const) const;
     MetadataValue node_count() const;
 
     const TypeIdentity &identity_;
