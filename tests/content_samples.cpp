@@ -210,6 +210,18 @@ void ContentSamples::make_all()
           "<dcterms:modified>2022-01-01T00:00:00Z</dcterms:modified></cp:coreProperties>" },
         { "docProps/app.xml", xml + "<Properties xmlns=\"http://schemas.openxmlformats.org/officeDocument/2006/"
           "extended-properties\"><Application>Microsoft Office Word</Application><Pages>7</Pages></Properties>" } });
+    // A presentation records its slides, and no pages.
+    zip("deck.pptx", {
+        { "docProps/app.xml", xml + "<Properties xmlns=\"http://schemas.openxmlformats.org/officeDocument/2006/"
+          "extended-properties\"><Application>Microsoft Office PowerPoint</Application><Slides>12</Slides>"
+          "<Notes>2</Notes></Properties>" } });
+    const QByteArray spreadsheet_properties = xml + "<Properties xmlns=\"http://schemas.openxmlformats.org/"
+        "officeDocument/2006/extended-properties\"><Application>Microsoft Excel</Application></Properties>";
+    zip("sheet.xlsx", { { "docProps/app.xml", spreadsheet_properties } });
+    for (const char *name : { "sheet.ods", "slides.odp" })
+        zip(name, { { "meta.xml", xml + "<office:document-meta xmlns:office=\"urn:oasis:names:tc:opendocument:xmlns:office:1.0\""
+                      " xmlns:dc=\"http://purl.org/dc/elements/1.1/\"><office:meta><dc:title>Plan</dc:title>"
+                      "</office:meta></office:document-meta>" } });
     zip("minutes.odt", {
         { "meta.xml", xml + "<office:document-meta xmlns:office=\"urn:oasis:names:tc:opendocument:xmlns:office:1.0\""
           " xmlns:meta=\"urn:oasis:names:tc:opendocument:xmlns:meta:1.0\" xmlns:dc=\"http://purl.org/dc/elements/1.1/\">"

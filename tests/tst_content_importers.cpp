@@ -104,6 +104,9 @@ void tst_content_importers::imported_values_data()
         << QStringList{ "kMDItemTitle=Budget 2024", "kMDItemAuthors=Alex Example", "kMDItemEditors=Sam Editor",
         "kMDItemCreator=Microsoft Office Word", "kMDItemNumberOfPages=7", "kMDItemContentCreationDate=1623752430",
         "kMDItemContentModificationDate=1640995200" };
+    QTest::newRow("PowerPoint: its slides are its pages") << "deck.pptx"
+        << "org.openxmlformats.presentationml.presentation"
+        << QStringList{ "kMDItemNumberOfPages=12", "kMDItemCreator=Microsoft Office PowerPoint" };
     QTest::newRow("OpenDocument: initial creator is the author, creator the last editor, dates with and without zone")
         << "minutes.odt" << "org.oasis-open.opendocument.text" << QStringList{ "kMDItemTitle=Board minutes",
         "kMDItemAuthors=Alex Example", "kMDItemEditors=Sam Editor", "kMDItemCreator=LibreOffice/7.4.7.2$Linux_X86_64",

@@ -68,6 +68,8 @@ const PropertyField property_fields[] = {
     { open_xml_extended, "Application", nullptr, "kMDItemCreator", PropertyKind::Text },
     // Office Open XML: pages as the word processor last laid them out.
     { open_xml_extended, "Pages", nullptr, "kMDItemNumberOfPages", PropertyKind::Number },
+    // Office Open XML: a presentation's slides, which the Mac counts as its pages.
+    { open_xml_extended, "Slides", nullptr, "kMDItemNumberOfPages", PropertyKind::Number },
     // OpenDocument: the author who created the document.
     { open_document_meta, "initial-creator", nullptr, "kMDItemAuthors", PropertyKind::TextArray },
     // OpenDocument: creation and last-save times.
