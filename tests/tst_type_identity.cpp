@@ -47,6 +47,38 @@ QByteArray finder_info(const char *type, const char *creator, quint16 finder_fla
     return bytes;
 }
 
+// A Mach-O header: "thin:CPU" a 64-bit file's own little-endian header,
+// "ppc" a big-endian 32-bit one, "universal:CPU/SUB,CPU/SUB" a universal
+// file's list of slices (20 bytes each, big-endian).
+QByteArray mach_o(const QString &how)
+{
+    QByteArray bytes;
+    const auto word = [&bytes](quint32 value, bool big) {
+        char out[4];
+        big ? qToBigEndian(value, out) : qToLittleEndian(value, out);
+        bytes.append(out, 4);
+    };
+    if (how.startsWith("thin:")) {
+        word(0xfeedfacf, false);
+        word(how.mid(5).toUInt(nullptr, 0), false);
+    } else if (how == "ppc") {
+        word(0xfeedface, true);
+        word(18, true);
+    } else if (how.startsWith("universal:")) {
+        const QStringList slices = how.mid(10).split(',');
+        word(0xcafebabe, true);
+        word(quint32(slices.size()), true);
+        for (const QString &slice : slices) {
+            word(slice.section('/', 0, 0).toUInt(nullptr, 0), true);
+            word(slice.section('/', 1).toUInt(nullptr, 0), true);
+            word(4096, true);
+            word(4096, true);
+            word(12, true);
+        }
+    }
+    return bytes + QByteArray(64, '\0');
+}
+
 QByteArray flags(quint16 flags, quint32 date_added = 0) { return finder_info("\0\0\0\0", "\0\0\0\0", flags, date_added); }
 
 // The texts of keys given separated by commas as the host stores them,
@@ -73,6 +105,8 @@ private slots:
     void identity();
     void bundle_data();
     void bundle();
+    void executable_facts_data();
+    void executable_facts();
     void index_kind_texts_come_first();
     void index_kinds_from_the_fixture_volumes_data();
     void index_kinds_from_the_fixture_volumes();
@@ -166,6 +200,9 @@ void tst_type_identity::identity_data()
         "com.apple.application-bundle;com.apple.application;public.executable;com.apple.localizable-name-bundle;"
         "com.apple.bundle;public.directory;public.item;com.apple.package", "Application");
     as_data("file named like a bundle is data", "Tool.app", "file:x");
+    row("another maker's package: a Day One journal is no folder", "Journal.dayone", "folder", "com.dayoneapp.journal",
+        "com.dayoneapp.journal;com.apple.package;public.directory;public.item;public.composite-content;public.content",
+        "Day One Journal");
     row("framework folder", "Kit.framework", "folder", "com.apple.framework",
         "com.apple.framework;com.apple.bundle;public.directory;public.item", "Framework");
     row("link to a folder is a link", "Shortcut", "link", "public.symlink", "public.symlink;public.item", "Alias");
@@ -326,6 +363,74 @@ void tst_type_identity::bundle()
     const std::unique_ptr<MetadataItem> item = store.create_item(bundle_path);
     QVERIFY(item);
     QCOMPARE(stored_texts(*item, "kMDItemCFBundleIdentifier,kMDItemVersion,kMDItemDisplayName"), expected);
+}
+
+void tst_type_identity::executable_facts_data()
+{
+    QTest::addColumn<QString>("bundle");
+    QTest::addColumn<QString>("info_plist"); // where the Info.plist lies in the bundle
+    QTest::addColumn<QString>("executable"); // CFBundleExecutable
+    QTest::addColumn<QByteArray>("content"); // what lies at the executable's place; "link" a link to a real one
+    QTest::addColumn<QString>("expected");   // architectures, platform, copyright
+
+    const auto row = [](const char *row, const char *bundle, const char *plist, const char *executable,
+                        const QByteArray &content, const char *expected) {
+        QTest::newRow(row) << bundle << plist << executable << content << expected;
+    };
+    const char *app = "Contents/Info.plist";
+    row("universal application: its slices in their order, its copyright", "Tool.app", app, "Tool",
+        mach_o("universal:0x01000007/3,0x0100000c/0"), "x86_64;arm64,<null>,(c) 2024 Example Ltd");
+    row("thin Apple silicon application", "Tool.app", app, "Tool", mach_o("thin:0x0100000c"), "arm64,<null>,(c) 2024 Example Ltd");
+    row("arm64e slice shows as arm64, once", "Tool.app", app, "Tool",
+        mach_o("universal:0x01000007/3,0x0100000c/0,0x0100000c/2"), "x86_64;arm64,<null>,(c) 2024 Example Ltd");
+    row("big-endian PowerPC header", "Old.app", app, "Old", mach_o("ppc"), "ppc,<null>,(c) 2024 Example Ltd");
+    row("universal 32-bit Intel and PowerPC", "Old.app", app, "Old", mach_o("universal:7/3,18/0"),
+        "i386;ppc,<null>,(c) 2024 Example Ltd");
+    row("framework's executable lies at its top", "Kit.framework", "Resources/Info.plist", "Kit",
+        mach_o("thin:0x01000007"), "x86_64,<null>,(c) 2024 Example Ltd");
+    row("iPhone application: flat bundle, platform from LSRequiresIPhoneOS", "Phone.app", "Info.plist", "Phone",
+        mach_o("thin:0x0100000c"), "arm64,LSRequiresIPhoneOS,(c) 2024 Example Ltd");
+    // What is no Mach-O executable names no architecture.
+    row("script as the executable", "Tool.app", app, "Tool", "#!/bin/sh\nexec true\n", "<null>,<null>,(c) 2024 Example Ltd");
+    row("Java class file shares the universal magic", "Tool.app", app, "Tool",
+        QByteArray::fromHex("cafebabe00000034") + QByteArray(64, '\0'), "<null>,<null>,(c) 2024 Example Ltd");
+    row("universal file claiming more slices than it holds", "Tool.app", app, "Tool",
+        QByteArray::fromHex("cafebabe00000030") + QByteArray(40, '\0'), "<null>,<null>,(c) 2024 Example Ltd");
+    row("executable named out of the bundle is not read", "Tool.app", app, "../../Tool", mach_o("thin:0x0100000c"),
+        "<null>,<null>,(c) 2024 Example Ltd");
+    row("executable that is a link is not followed", "Tool.app", app, "Tool", "link", "<null>,<null>,(c) 2024 Example Ltd");
+    row("plain folder: nothing read", "Tools", app, "Tool", mach_o("thin:0x0100000c"), "<null>,<null>,<null>");
+}
+
+void tst_type_identity::executable_facts()
+{
+    QFETCH(QString, bundle);
+    QFETCH(QString, info_plist);
+    QFETCH(QString, executable);
+    QFETCH(QByteArray, content);
+    QFETCH(QString, expected);
+
+    const QString volume = folder->filePath("volume"), bundle_path = volume + '/' + bundle;
+    property_list_bytes::Plist root(plist_new_dict());
+    plist_dict_set_item(root.get(), "CFBundleExecutable", plist_new_string(executable.toUtf8().constData()));
+    plist_dict_set_item(root.get(), "NSHumanReadableCopyright", plist_new_string("(c) 2024 Example Ltd"));
+    if (info_plist == "Info.plist")
+        plist_dict_set_item(root.get(), "LSRequiresIPhoneOS", plist_new_bool(1));
+    QVERIFY(write_file(bundle_path + '/' + info_plist, property_list_bytes::binary(root)));
+    const QString place = info_plist.startsWith("Contents/") ? bundle_path + "/Contents/MacOS/" : bundle_path + '/';
+    QVERIFY(QDir().mkpath(place));
+    // The name leading out of the bundle finds a real executable there, which must not be read.
+    QVERIFY(write_file(volume + "/Tool", mach_o("thin:0x0100000c")));
+    if (content == "link")
+        QVERIFY(write_file(place + "Real", mach_o("thin:0x0100000c"))
+                && symlink("Real", native(place + executable)) == 0);
+    else if (!executable.contains('/'))
+        QVERIFY(write_file(place + executable, content));
+
+    FileMetadataStore store(volume);
+    const std::unique_ptr<MetadataItem> item = store.create_item(bundle_path);
+    QVERIFY(item);
+    QCOMPARE(stored_texts(*item, "kMDItemExecutableArchitectures,kMDItemExecutablePlatform,kMDItemCopyright"), expected);
 }
 
 void tst_type_identity::index_kind_texts_come_first()

@@ -1,6 +1,9 @@
 #include "type_identity.h"
 
+#include "executable_architectures.h"
 #include "kind_names.h"
+
+#include <QFile>
 
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -32,15 +35,34 @@ const char *const supplied_keys[] = {
     "kMDItemPhysicalSize",
     "kMDItemFSIsReadable",
     "kMDItemFSIsWriteable",
+    "kMDItemDocumentIdentifier",
+    "kMDItemExecutableArchitectures",
+    "kMDItemExecutablePlatform",
+    "kMDItemCopyright",
 };
 
 // A folder with more entries than this is left without a count rather
 // than listed on and on (a damaged or hostile file system).
 constexpr qint64 max_listed_entries = qint64(1) << 22;
 
-// Where a bundle keeps its Info.plist: applications and most bundles in
-// Contents/, frameworks in Resources/, flat bundles at their top.
-const char *const info_plist_places[] = {"Contents/Info.plist", "Resources/Info.plist", "Info.plist"};
+struct InfoPlistPlace
+{
+    const char *info_plist;
+    const char *executables; // the folder of the main executable, beside it
+};
+
+// Where a bundle keeps its Info.plist and its main executable.
+const InfoPlistPlace info_plist_places[] = {
+    // Applications and most bundles: both in Contents/.
+    {"Contents/Info.plist", "Contents/MacOS/"},
+    // Frameworks: the list in Resources/, the executable at the top.
+    {"Resources/Info.plist", ""},
+    // Flat bundles (iPhone and iPad applications): both at the top.
+    {"Info.plist", ""},
+};
+
+// Platforms declared by an Info.plist key, named as the Mac lists them.
+const char iphone_os_platform[] = "LSRequiresIPhoneOS";
 
 MetadataValue yes_no(bool value)
 {
@@ -140,17 +162,38 @@ const std::optional<BundleInfo> &TypeIdentityItem::bundle_info() const
     QByteArray bundle = *relative;
     while (bundle.endsWith('/'))
         bundle.chop(1);
-    for (const char *place : info_plist_places) {
+    const QByteArray prefix = bundle.isEmpty() ? QByteArray() : bundle + '/';
+    for (const InfoPlistPlace &place : info_plist_places) {
         // Never through a link: a bundle's parts can point anywhere.
-        const QByteArray plist_path = bundle.isEmpty() ? QByteArray(place) : bundle + '/' + place;
         const std::optional<QByteArray> bytes = identity_.root().read_small_file(
-            plist_path, BundleInfo::max_size, EvidenceRoot::Links::Refused);
+            prefix + place.info_plist, BundleInfo::max_size, EvidenceRoot::Links::Refused);
         if (!bytes)
             continue;
         *bundle_ = parse_bundle_info(*bytes);
+        const QString &executable = *bundle_ ? (*bundle_)->executable : QString();
+        // The executable is a name beside the list, never a path elsewhere.
+        if (!executable.isEmpty() && !executable.contains(QLatin1Char('/')) && executable != QLatin1String(".")
+            && executable != QLatin1String(".."))
+            executable_path_ = prefix + place.executables + QFile::encodeName(executable);
         break;
     }
     return *bundle_;
+}
+
+MetadataValue TypeIdentityItem::executable_architectures() const
+{
+    if (!bundle_info() || executable_path_.isEmpty())
+        return MetadataValue::null_value();
+    // Only the first bytes: the headers, never the code.
+    const UniqueFd executable = identity_.root().open_regular_file(executable_path_, EvidenceRoot::Links::Refused);
+    const QStringList names =
+        ExecutableArchitectures::of(EvidenceRoot::read_at(executable, 0, ExecutableArchitectures::header_size));
+    if (names.isEmpty())
+        return MetadataValue::null_value();
+    std::vector<MetadataValue> items;
+    for (const QString &name : names)
+        items.push_back(MetadataValue::from_text(name));
+    return MetadataValue::from_array(std::move(items));
 }
 
 std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
@@ -182,6 +225,13 @@ std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
         return bundle_info() ? text_or_null(bundle_info()->identifier) : MetadataValue::null_value();
     if (name == QLatin1String("Version"))
         return bundle_info() ? text_or_null(bundle_info()->short_version) : MetadataValue::null_value();
+    if (name == QLatin1String("Copyright"))
+        return bundle_info() ? text_or_null(bundle_info()->copyright) : MetadataValue::null_value();
+    if (name == QLatin1String("ExecutablePlatform"))
+        return bundle_info() && bundle_info()->requires_iphone_os ? MetadataValue::from_text(QLatin1String(iphone_os_platform))
+                                                                  : MetadataValue::null_value();
+    if (name == QLatin1String("ExecutableArchitectures"))
+        return executable_architectures();
 
     if (name == QLatin1String("FSTypeCode") || name == QLatin1String("FSCreatorCode")) {
         const bool type_code = name == QLatin1String("FSTypeCode");
