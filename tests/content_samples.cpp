@@ -124,6 +124,30 @@ void ContentSamples::make_with(const QString &sample, const QString &program, co
         missing[sample] = program + QStringLiteral(" failed: ") + QString::fromLocal8Bit(process.readAll());
 }
 
+namespace {
+
+// A little-endian TIFF of 8 x 6 pixels naming its camera's make, the
+// structure of most camera raw formats; with canon_raw, the mark Canon's
+// CR2 files carry after the header.
+QByteArray tiff_file(const QByteArray &make, bool canon_raw)
+{
+    QByteArray bytes("II*\0", 4);
+    const auto u16 = [&bytes](quint16 value) { bytes.append(char(value & 0xff)).append(char(value >> 8)); };
+    const auto u32 = [&u16](quint32 value) { u16(quint16(value & 0xffff)); u16(quint16(value >> 16)); };
+    u32(16);
+    bytes.append(canon_raw ? QByteArray("CR\x02\0\0\0\0\0", 8) : QByteArray(8, '\0'));
+    const QByteArray text = make + '\0';
+    const quint32 text_at = 16 + 2 + 3 * 12 + 4;
+    u16(3);
+    u16(256); u16(3); u32(1); u32(8);    // ImageWidth
+    u16(257); u16(3); u32(1); u32(6);    // ImageLength
+    u16(271); u16(2); u32(quint32(text.size())); u32(text_at); // Make
+    u32(0);
+    return bytes + text;
+}
+
+} // namespace
+
 void ContentSamples::make_all()
 {
     QVERIFY2(folder.isValid(), qPrintable(folder.errorString()));
@@ -191,6 +215,33 @@ void ContentSamples::make_all()
     ffmpeg("clip.mp4", picture + QStringList{ "-f", "lavfi", "-i", "sine=duration=1" } + tagged
                            + QStringList{ "-c:v", "libx264", "-c:a", "aac", "-shortest" });
     ffmpeg("clip.mov", picture + tagged + QStringList{ "-c:v", "mpeg4" });
+
+    // The other containers of sound and film, and images the web and cameras use.
+    QStringList plain_tone = { "sine=frequency=440:sample_rate=44100:duration=2", "-ac", "2", "-metadata", "title=Night Train" };
+    ffmpeg("song.aiff", plain_tone + QStringList{ "-c:a", "pcm_s16be" });
+    ffmpeg("song.aifc", plain_tone + QStringList{ "-c:a", "pcm_alaw" });
+    ffmpeg("song.flac", plain_tone + QStringList{ "-c:a", "flac" });
+    ffmpeg("song.ogg", plain_tone + QStringList{ "-c:a", "libvorbis" });
+    const QStringList short_picture = { "testsrc=duration=1:size=160x120:rate=25" };
+    ffmpeg("clip.3gp", short_picture + QStringList{ "-c:v", "libx264", "-pix_fmt", "yuv420p" });
+    ffmpeg("clip.avi", short_picture + QStringList{ "-c:v", "mpeg4" });
+    ffmpeg("clip.mpg", short_picture + QStringList{ "-c:v", "mpeg1video" });
+    ffmpeg("clip.webm", short_picture + QStringList{ "-c:v", "libvpx" });
+    ffmpeg("image.gif", { "color=c=red:s=16x8", "-frames:v", "1" });
+    ffmpeg("image.webp", { "color=c=red:s=16x8", "-frames:v", "1", "-c:v", "libwebp" });
+    // The same container under its other names.
+    for (const auto &[copy, original] : { std::pair{ "song.m4p", "song.m4a" }, std::pair{ "song.m4b", "song.m4a" },
+                                          std::pair{ "clip.m4v", "clip.mp4" }, std::pair{ "small.heif", "small.heic" } }) {
+        if (missing.count(original))
+            missing[copy] = missing[original];
+        else
+            QVERIFY(QFile::copy(path(original), path(copy)));
+    }
+    QVERIFY(write("scan.tif", tiff_file("Epson", false)));
+    QVERIFY(write("photo.dng", tiff_file("Leica", false)));
+    QVERIFY(write("photo.nef", tiff_file("NIKON CORPORATION", false)));
+    QVERIFY(write("photo.arw", tiff_file("SONY", false)));
+    QVERIFY(write("photo.cr2", tiff_file("Canon", true)));
 
     // An office document is a folder of parts, zipped by the zip tool.
     const auto zip = [this](const QString &name, const std::map<QString, QByteArray> &parts) {

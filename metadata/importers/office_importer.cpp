@@ -2,6 +2,7 @@
 
 #include "content_dates.h"
 #include "content_importer_keys.h"
+#include "importer_reading.h"
 #include "descriptor_bytes.h"
 #include "zip_archive.h"
 
@@ -174,7 +175,7 @@ QString OfficeImporter::name() const
 
 bool OfficeImporter::reads(const QString &content_type) const
 {
-    return listed(open_xml_types, content_type) || listed(open_document_types, content_type);
+    return reading_importer_of(content_type) == name();
 }
 
 QStringList OfficeImporter::keys() const

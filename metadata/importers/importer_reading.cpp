@@ -1,0 +1,223 @@
+#include "importer_reading.h"
+
+namespace {
+
+struct ReadType
+{
+    const char *importer;
+    const char *content_type;
+    const char *listed_as; // the name README lists the type by
+};
+
+// One line per content type an importer reads. A type belongs here only
+// when the type table gives files that type and the importer's library
+// finds values in a file of it.
+const ReadType read_types[] = {
+    // Photos as cameras and phones save them (exiv2).
+    {"image", "public.jpeg", "JPEG"},
+    // Screenshots and images with transparency.
+    {"image", "public.png", "PNG"},
+    // Scans and print images.
+    {"image", "public.tiff", "TIFF"},
+    // Photos of recent iPhones; sizes from libheif.
+    {"image", "public.heic", "HEIC"},
+    // The same container under its general name.
+    {"image", "public.heif", "HEIF"},
+    // Animations and small web images: their pixel size.
+    {"image", "com.compuserve.gif", "GIF"},
+    // Web images, with their EXIF where they carry one.
+    {"image", "org.webmproject.webp", "WebP"},
+    // Digital Negative raw photos: a TIFF structure.
+    {"image", "com.adobe.raw-image", "DNG"},
+    // Canon raw photos of the CR2 generation: a TIFF structure.
+    {"image", "com.canon.cr2-raw-image", "CR2"},
+    // Nikon raw photos: a TIFF structure.
+    {"image", "com.nikon.raw-image", "NEF"},
+    // Sony raw photos: a TIFF structure.
+    {"image", "com.sony.arw-raw-image", "ARW"},
+    // PDF documents (poppler).
+    {"pdf", "com.adobe.pdf", "PDF"},
+    // Songs in MPEG audio (TagLib).
+    {"audio", "public.mp3", "MP3"},
+    // Songs in MPEG-4 audio, as music applications save them.
+    {"audio", "com.apple.m4a-audio", "M4A"},
+    // Songs bought with copy protection: the tags are not protected.
+    {"audio", "com.apple.protected-mpeg-4-audio", "M4P"},
+    // Audio books in MPEG-4 audio.
+    {"audio", "com.apple.m4b-audio", "M4B"},
+    // Uncompressed sound of Windows origin.
+    {"audio", "com.microsoft.waveform-audio", "WAV"},
+    // Uncompressed sound of Mac origin.
+    {"audio", "public.aiff-audio", "AIFF"},
+    // Its compressed variant.
+    {"audio", "public.aifc-audio", "AIFF-C"},
+    // Lossless compressed sound.
+    {"audio", "org.xiph.flac", "FLAC"},
+    // Ogg files, of Vorbis sound.
+    {"audio", "org.xiph.ogg-audio", "Ogg Vorbis"},
+    // Films of Mac origin (libavformat).
+    {"video", "com.apple.quicktime-movie", "QuickTime"},
+    // Films of phones and cameras.
+    {"video", "public.mpeg-4", "MPEG-4"},
+    // Films of Apple's stores and applications.
+    {"video", "com.apple.m4v-video", "M4V"},
+    // Films of older phones.
+    {"video", "public.3gpp", "3GPP"},
+    // Films of Windows origin.
+    {"video", "public.avi", "AVI"},
+    // MPEG program streams.
+    {"video", "public.mpeg", "MPEG"},
+    // Web films.
+    {"video", "org.webmproject.webm", "WebM"},
+    // Word documents (libzip, QXmlStreamReader).
+    {"office", "org.openxmlformats.wordprocessingml.document", "docx"},
+    // Excel workbooks.
+    {"office", "org.openxmlformats.spreadsheetml.sheet", "xlsx"},
+    // PowerPoint presentations.
+    {"office", "org.openxmlformats.presentationml.presentation", "pptx"},
+    // OpenDocument texts.
+    {"office", "org.oasis-open.opendocument.text", "odt"},
+    // OpenDocument spreadsheets.
+    {"office", "org.oasis-open.opendocument.spreadsheet", "ods"},
+    // OpenDocument presentations.
+    {"office", "org.oasis-open.opendocument.presentation", "odp"},
+};
+
+struct GivenKey
+{
+    const char *importer;
+    const char *key;
+};
+
+// One line per key an importer can give.
+const GivenKey given_keys[] = {
+    // Picture size in pixels.
+    {"image", "kMDItemPixelWidth"},
+    {"image", "kMDItemPixelHeight"},
+    // 0 landscape, 1 portrait, as shown.
+    {"image", "kMDItemOrientation"},
+    // How the pixels are stored.
+    {"image", "kMDItemColorSpace"},
+    {"image", "kMDItemBitsPerSample"},
+    {"image", "kMDItemHasAlphaChannel"},
+    // The camera and its lens.
+    {"image", "kMDItemAcquisitionMake"},
+    {"image", "kMDItemAcquisitionModel"},
+    {"image", "kMDItemLensModel"},
+    // The exposure.
+    {"image", "kMDItemExposureTimeSeconds"},
+    {"image", "kMDItemFNumber"},
+    {"image", "kMDItemISOSpeed"},
+    {"image", "kMDItemFocalLength"},
+    {"image", "kMDItemFlashOnOff"},
+    {"image", "kMDItemWhiteBalance"},
+    // Where and when the satellites placed the camera.
+    {"image", "kMDItemLatitude"},
+    {"image", "kMDItemLongitude"},
+    {"image", "kMDItemAltitude"},
+    {"image", "kMDItemGPSDateStamp"},
+    // When the photo was taken.
+    {"image", "kMDItemContentCreationDate"},
+    // The document's own title and authors.
+    {"pdf", "kMDItemTitle"},
+    {"pdf", "kMDItemAuthors"},
+    // The application that wrote it, and the one that made the PDF.
+    {"pdf", "kMDItemCreator"},
+    {"pdf", "kMDItemEncodingApplications"},
+    // Its pages and the first page's size in points.
+    {"pdf", "kMDItemNumberOfPages"},
+    {"pdf", "kMDItemPageWidth"},
+    {"pdf", "kMDItemPageHeight"},
+    // The PDF version of its header.
+    {"pdf", "kMDItemVersion"},
+    // Whether it is encrypted.
+    {"pdf", "kMDItemSecurityMethod"},
+    // When it was made and last changed.
+    {"pdf", "kMDItemContentCreationDate"},
+    {"pdf", "kMDItemContentModificationDate"},
+    // How long and how the sound is coded.
+    {"audio", "kMDItemDurationSeconds"},
+    {"audio", "kMDItemAudioBitRate"},
+    {"audio", "kMDItemAudioSampleRate"},
+    {"audio", "kMDItemAudioChannelCount"},
+    // The song's tags.
+    {"audio", "kMDItemTitle"},
+    {"audio", "kMDItemAuthors"},
+    {"audio", "kMDItemAlbum"},
+    {"audio", "kMDItemComposer"},
+    {"audio", "kMDItemMusicalGenre"},
+    {"audio", "kMDItemRecordingYear"},
+    {"audio", "kMDItemAudioTrackNumber"},
+    // How long the film runs and its picture size.
+    {"video", "kMDItemDurationSeconds"},
+    {"video", "kMDItemPixelWidth"},
+    {"video", "kMDItemPixelHeight"},
+    // How it is coded.
+    {"video", "kMDItemCodecs"},
+    {"video", "kMDItemVideoBitRate"},
+    {"video", "kMDItemTotalBitRate"},
+    // When it was recorded, as its header says.
+    {"video", "kMDItemContentCreationDate"},
+    // The document's own title, author and last editor.
+    {"office", "kMDItemTitle"},
+    {"office", "kMDItemAuthors"},
+    {"office", "kMDItemEditors"},
+    // Pages (or slides) as last laid out.
+    {"office", "kMDItemNumberOfPages"},
+    // The application that saved it.
+    {"office", "kMDItemCreator"},
+    // When it was made and last saved.
+    {"office", "kMDItemContentCreationDate"},
+    {"office", "kMDItemContentModificationDate"},
+};
+
+} // namespace
+
+QStringList reading_importer_names()
+{
+    QStringList names;
+    for (const ReadType &type : read_types) {
+        if (!names.contains(QLatin1String(type.importer)))
+            names.append(QLatin1String(type.importer));
+    }
+    return names;
+}
+
+QStringList reading_content_types(const QString &importer)
+{
+    QStringList types;
+    for (const ReadType &type : read_types) {
+        if (importer == QLatin1String(type.importer))
+            types.append(QLatin1String(type.content_type));
+    }
+    return types;
+}
+
+QStringList reading_keys(const QString &importer)
+{
+    QStringList keys;
+    for (const GivenKey &given : given_keys) {
+        if (importer == QLatin1String(given.importer))
+            keys.append(QLatin1String(given.key));
+    }
+    return keys;
+}
+
+QString reading_importer_of(const QString &content_type)
+{
+    for (const ReadType &type : read_types) {
+        if (content_type == QLatin1String(type.content_type))
+            return QLatin1String(type.importer);
+    }
+    return QString();
+}
+
+QString reading_type_names(const QString &importer)
+{
+    QStringList names;
+    for (const ReadType &type : read_types) {
+        if (importer == QLatin1String(type.importer) && !names.contains(QLatin1String(type.listed_as)))
+            names.append(QLatin1String(type.listed_as));
+    }
+    return names.join(QLatin1String(", "));
+}
