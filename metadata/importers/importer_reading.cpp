@@ -35,6 +35,14 @@ const ReadType read_types[] = {
     {"image", "com.nikon.raw-image", "NEF"},
     // Sony raw photos: a TIFF structure.
     {"image", "com.sony.arw-raw-image", "ARW"},
+    // Canon raw photos of the CR3 generation: ISO media with Canon's boxes.
+    {"image", "com.canon.cr3-raw-image", "CR3"},
+    // Fujifilm raw photos: EXIF in their embedded JPEG.
+    {"image", "com.fuji.raw-image", "RAF"},
+    // Olympus raw photos: a TIFF structure of their own magic number.
+    {"image", "com.olympus.raw-image", "ORF"},
+    // Panasonic raw photos: likewise, the sensor's size in their own tags.
+    {"image", "com.panasonic.rw2-raw-image", "RW2"},
     // PDF documents (poppler).
     {"pdf", "com.adobe.pdf", "PDF"},
     // Songs in MPEG audio (TagLib).
