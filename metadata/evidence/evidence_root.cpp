@@ -249,26 +249,13 @@ std::optional<EvidenceRoot::LookedObject> EvidenceRoot::look_and_open(QByteArray
     // Opening a device can act on it (a tape rewinds, a watchdog starts)
     // and opening a pipe can wait for a writer: look first, open only
     // files and folders, non-blocking all the same.
-    const UniqueFd object = open_object(relative, links);
+    UniqueFd object = open_object(relative, links);
     if (!object)
         return std::nullopt;
     LookedObject looked = {};
     if (::statx(object.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &looked.status) != 0)
         return std::nullopt;
-    // The name the object has, not the one it was asked by: a path may end
-    // in "..", differ in case from the entry a case-blind volume matched, or
-    // pass through links.
-    if (root_kernel_path_) {
-        if (const std::optional<QByteArray> at = kernel_path(object.get())) {
-            const QByteArray &root = *root_kernel_path_;
-            if (*at == root)
-                looked.looked_path = QByteArray();
-            else if (root == "/" && at->size() > 1)
-                looked.looked_path = at->mid(1);
-            else if (at->startsWith(root) && at->at(root.size()) == '/')
-                looked.looked_path = at->mid(root.size() + 1);
-        }
-    }
+    looked.looked = std::move(object);
     const mode_t type = looked.status.stx_mode & S_IFMT;
     if (!(looked.status.stx_mask & STATX_TYPE) || (type != S_IFREG && type != S_IFDIR))
         return looked;
@@ -282,6 +269,26 @@ std::optional<EvidenceRoot::LookedObject> EvidenceRoot::look_and_open(QByteArray
         && status.st_ino == looked.status.stx_ino)
         looked.opened = std::move(opened);
     return looked;
+}
+
+std::optional<QByteArray> EvidenceRoot::where_it_lies(const LookedObject &object) const
+{
+    // The name the object has, not the one it was asked by: a path may end
+    // in "..", differ in case from the entry a case-blind volume matched, or
+    // pass through links.
+    if (!root_kernel_path_ || !object.looked)
+        return std::nullopt;
+    const std::optional<QByteArray> at = kernel_path(object.looked.get());
+    if (!at)
+        return std::nullopt;
+    const QByteArray &root = *root_kernel_path_;
+    if (*at == root)
+        return QByteArray();
+    if (root == "/")
+        return at->mid(1);
+    if (at->startsWith(root) && at->at(root.size()) == '/')
+        return at->mid(root.size() + 1);
+    return std::nullopt;
 }
 
 UniqueFd EvidenceRoot::open_typed(QByteArrayView relative, mode_t type, Links links) const

@@ -61,14 +61,17 @@ public:
     {
         struct statx status;
         UniqueFd opened;
-        // Where the object looked at lies beneath the root, as the file
-        // system names it ("" for the root); nullopt where the kernel does
-        // not tell (no /proc, an object already removed, a path outside).
-        std::optional<QByteArray> looked_path;
+        UniqueFd looked; // the object itself (O_PATH), for where_it_lies()
     };
     // One look that serves both the object's facts and the reading of its
     // content or attributes; nullopt when it cannot be reached.
     std::optional<LookedObject> look_and_open(QByteArrayView relative, Links links = Links::InsideRoot) const;
+
+    // Where a looked object lies beneath the root, as the file system names
+    // it ("" for the root): the name it has, not the words it was asked by;
+    // nullopt where the kernel does not tell (no /proc, an object removed
+    // meanwhile, a place this process cannot name).
+    std::optional<QByteArray> where_it_lies(const LookedObject &object) const;
 
     // A descriptor that names the object itself (O_PATH), for looking at it.
     UniqueFd open_object(QByteArrayView relative, Links links = Links::InsideRoot) const;

@@ -270,7 +270,8 @@ std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path
     UniqueFd attribute_source = std::move(looked->opened);
     // Name and path (and so the type) are those of the object looked at, so
     // that a row never joins one object's name to another's facts.
-    const QString looked_path = looked->looked_path ? root_.full_path(*looked->looked_path) : path;
+    const std::optional<QByteArray> lies_at = root_.where_it_lies(*looked);
+    const QString looked_path = lies_at ? root_.full_path(*lies_at) : path;
     std::unique_ptr<FileContent> content = content_ && facts.is_regular_file && attribute_source
         ? content_->content_of(looked_path, attribute_source.get())
         : nullptr;
