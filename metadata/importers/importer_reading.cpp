@@ -99,83 +99,117 @@ struct GivenKey
 
 // One line per key an importer can give.
 const GivenKey given_keys[] = {
-    // Picture size in pixels.
+    // Picture width in pixels, as shown.
     {"image", "kMDItemPixelWidth"},
+    // Picture height in pixels, as shown.
     {"image", "kMDItemPixelHeight"},
     // 0 landscape, 1 portrait, as shown.
     {"image", "kMDItemOrientation"},
-    // How the pixels are stored.
+    // The pixels' colour model.
     {"image", "kMDItemColorSpace"},
+    // Bits per colour sample.
     {"image", "kMDItemBitsPerSample"},
+    // Whether pixels carry transparency.
     {"image", "kMDItemHasAlphaChannel"},
-    // The camera and its lens.
+    // The camera's maker.
     {"image", "kMDItemAcquisitionMake"},
+    // The camera's model.
     {"image", "kMDItemAcquisitionModel"},
+    // The lens.
     {"image", "kMDItemLensModel"},
-    // The exposure.
+    // Exposure time in seconds.
     {"image", "kMDItemExposureTimeSeconds"},
+    // Aperture as an f-number.
     {"image", "kMDItemFNumber"},
+    // Sensitivity.
     {"image", "kMDItemISOSpeed"},
+    // Focal length in millimetres.
     {"image", "kMDItemFocalLength"},
+    // Whether the flash fired.
     {"image", "kMDItemFlashOnOff"},
+    // 0 automatic, 1 manual white balance.
     {"image", "kMDItemWhiteBalance"},
-    // Where and when the satellites placed the camera.
+    // Where the satellites placed the camera: north positive.
     {"image", "kMDItemLatitude"},
+    // East positive.
     {"image", "kMDItemLongitude"},
+    // Metres above sea level, below it negative.
     {"image", "kMDItemAltitude"},
+    // When the satellites fixed that place, UTC.
     {"image", "kMDItemGPSDateStamp"},
     // When the photo was taken.
     {"image", "kMDItemContentCreationDate"},
-    // The document's own title and authors.
+    // The document's own title.
     {"pdf", "kMDItemTitle"},
+    // Its author, as a list.
     {"pdf", "kMDItemAuthors"},
-    // The application that wrote it, and the one that made the PDF.
+    // The application that wrote the content.
     {"pdf", "kMDItemCreator"},
+    // The application that made the PDF.
     {"pdf", "kMDItemEncodingApplications"},
-    // Its pages and the first page's size in points.
+    // Its pages.
     {"pdf", "kMDItemNumberOfPages"},
+    // The first page's width in points.
     {"pdf", "kMDItemPageWidth"},
+    // The first page's height in points.
     {"pdf", "kMDItemPageHeight"},
     // The PDF version of its header.
     {"pdf", "kMDItemVersion"},
     // Whether it is encrypted.
     {"pdf", "kMDItemSecurityMethod"},
-    // When it was made and last changed.
+    // When it was made.
     {"pdf", "kMDItemContentCreationDate"},
+    // When it was last changed.
     {"pdf", "kMDItemContentModificationDate"},
-    // How long and how the sound is coded.
+    // How long the sound runs.
     {"audio", "kMDItemDurationSeconds"},
+    // Bits per second.
     {"audio", "kMDItemAudioBitRate"},
+    // Samples per second.
     {"audio", "kMDItemAudioSampleRate"},
+    // Channels.
     {"audio", "kMDItemAudioChannelCount"},
-    // The song's tags.
+    // The song's title.
     {"audio", "kMDItemTitle"},
+    // Every performing artist.
     {"audio", "kMDItemAuthors"},
+    // The album.
     {"audio", "kMDItemAlbum"},
+    // Who wrote the music.
     {"audio", "kMDItemComposer"},
+    // The genre as written.
     {"audio", "kMDItemMusicalGenre"},
+    // The year recorded.
     {"audio", "kMDItemRecordingYear"},
+    // The track's number, without the total.
     {"audio", "kMDItemAudioTrackNumber"},
-    // How long the film runs and its picture size.
+    // How long the film runs.
     {"video", "kMDItemDurationSeconds"},
+    // Picture width in pixels.
     {"video", "kMDItemPixelWidth"},
+    // Picture height in pixels.
     {"video", "kMDItemPixelHeight"},
-    // How it is coded.
+    // Its codecs, picture first.
     {"video", "kMDItemCodecs"},
+    // The picture's bits per second.
     {"video", "kMDItemVideoBitRate"},
+    // All streams' bits per second.
     {"video", "kMDItemTotalBitRate"},
     // When it was recorded, as its header says.
     {"video", "kMDItemContentCreationDate"},
-    // The document's own title, author and last editor.
+    // The document's own title.
     {"office", "kMDItemTitle"},
+    // Its author, as a list.
     {"office", "kMDItemAuthors"},
+    // The last person to save it.
     {"office", "kMDItemEditors"},
-    // Pages (or slides) as last laid out.
+    // Pages (a presentation's slides) as last laid out.
     {"office", "kMDItemNumberOfPages"},
     // The application that saved it.
     {"office", "kMDItemCreator"},
-    // When it was made and last saved.
+    // When it was made.
     {"office", "kMDItemContentCreationDate"},
+    // When it was last saved.
     {"office", "kMDItemContentModificationDate"},
 };
 
