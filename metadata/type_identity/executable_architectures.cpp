@@ -12,9 +12,9 @@ constexpr std::uint32_t thin_64_swapped = 0xcffaedfe;
 constexpr std::uint32_t universal = 0xcafebabe;
 constexpr std::uint32_t universal_64 = 0xcafebabf;
 
-// A universal file lists a handful of slices; Java class files share its
-// magic number, followed by a version far above this.
-constexpr std::uint32_t max_slices = 64;
+// A universal file lists a handful of slices; a Java class file shares its
+// magic number and has its version there instead, 45 or more.
+constexpr std::uint32_t max_slices = 16;
 
 struct ArchitectureName
 {
