@@ -200,7 +200,7 @@ void tst_type_identity::identity_data()
         "com.apple.application-bundle;com.apple.application;public.executable;com.apple.localizable-name-bundle;"
         "com.apple.bundle;public.directory;public.item;com.apple.package", "Application");
     as_data("file named like a bundle is data", "Tool.app", "file:x");
-    row("another maker's package: a Day One journal is no folder", "Journal.dayone", "folder", "com.dayoneapp.journal",
+    row("another maker's package: a .dayone journal is no folder", "Journal.dayone", "folder", "com.dayoneapp.journal",
         "com.dayoneapp.journal;com.apple.package;public.directory;public.item;public.composite-content;public.content",
         "Day One Journal");
     row("framework folder", "Kit.framework", "folder", "com.apple.framework",
