@@ -2,12 +2,31 @@
 
 #include <QSqlQuery>
 
+namespace {
+
+// The characters SQLite's tokenizer skips between tokens; any other blank
+// (a no-break space, a vertical tab) is part of a token and breaks the update.
+bool is_sqlite_blank(QChar c)
+{
+    return c == QLatin1Char(' ') || c == QLatin1Char('\t') || c == QLatin1Char('\n') || c == QLatin1Char('\f')
+        || c == QLatin1Char('\r');
+}
+
+} // namespace
+
 bool RecordBatches::is_decimal_record(const QString &record)
 {
-    const int first_digit = record.startsWith(QLatin1Char('-')) ? 1 : 0;
-    if (record.size() <= first_digit)
+    int first = 0;
+    int end = record.size();
+    while (first < end && is_sqlite_blank(record.at(first)))
+        ++first;
+    while (end > first && is_sqlite_blank(record.at(end - 1)))
+        --end;
+    if (first < end && record.at(first) == QLatin1Char('-'))
+        ++first;
+    if (first == end)
         return false;
-    for (int i = first_digit; i < record.size(); ++i) {
+    for (int i = first; i < end; ++i) {
         const QChar c = record.at(i);
         if (c < QLatin1Char('0') || c > QLatin1Char('9'))
             return false;

@@ -14,9 +14,10 @@ class RecordBatches
 public:
     static constexpr int batch_size = 50;
 
-    // Adds a record number as read. Only decimal whole numbers are spliced
-    // into an update; any other text is left out, so that a record number
-    // from the host's database can neither break a batch nor mark other rows.
+    // Adds a record number as read. Only whole numbers as SQLite reads them
+    // (blanks around them included) are spliced into an update, as read; any
+    // other text is left out, so that a record number from the host's database
+    // can neither break a batch nor mark other rows.
     void add(const QString &record);
 
     // One update statement per batch, in the order the batches were filled.
@@ -25,7 +26,9 @@ public:
     // Runs the update statements on the source's file_system.sqlite.
     void mark_records(QSqlDatabase file_system_db) const;
 
-    // Whether the text is a decimal whole number: digits with an optional "-".
+    // Whether SQLite reads the text as a decimal whole number: digits with an
+    // optional "-", with or without SQLite's blanks (space, tab, line feed,
+    // form feed, carriage return) before and after.
     static bool is_decimal_record(const QString &record);
 
 private:

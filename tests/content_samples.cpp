@@ -15,6 +15,7 @@
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QStandardPaths>
+#include <QtEndian>
 #include <QtTest>
 
 #include <fcntl.h>
@@ -133,6 +134,73 @@ void ContentSamples::make_with(const QString &sample, const QString &program, co
     if (!process.waitForFinished(120000) || process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0)
         missing[sample] = program + QStringLiteral(" failed: ") + QString::fromLocal8Bit(process.readAll());
 }
+
+namespace {
+
+// The raw layouts built on TIFF: a plain TIFF, Canon's CR2 (a mark after
+// the header), Olympus's ORF and Panasonic's RW2 (their own magic numbers).
+enum class TiffLayout { Tiff, Cr2, Orf, Rw2 };
+
+// A little-endian TIFF-structured file of 8 x 6 pixels naming its camera's
+// make (Panasonic's raw layout keeps the sensor's size in tags 2 and 3).
+QByteArray tiff_file(const QByteArray &make, TiffLayout layout = TiffLayout::Tiff)
+{
+    QByteArray bytes = layout == TiffLayout::Orf ? QByteArray("IIRO", 4)
+                     : layout == TiffLayout::Rw2 ? QByteArray("IIU\0", 4)
+                                                 : QByteArray("II*\0", 4);
+    const auto u16 = [&bytes](quint16 value) { bytes.append(char(value & 0xff)).append(char(value >> 8)); };
+    const auto u32 = [&u16](quint32 value) { u16(quint16(value & 0xffff)); u16(quint16(value >> 16)); };
+    u32(16);
+    bytes.append(layout == TiffLayout::Cr2 ? QByteArray("CR\x02\0\0\0\0\0", 8) : QByteArray(8, '\0'));
+    const QByteArray text = make + '\0';
+    const quint32 text_at = 16 + 2 + 3 * 12 + 4;
+    const bool sensor_tags = layout == TiffLayout::Rw2;
+    u16(3);
+    u16(sensor_tags ? 2 : 256); u16(3); u32(1); u32(8);    // ImageWidth, or SensorWidth
+    u16(sensor_tags ? 3 : 257); u16(3); u32(1); u32(6);    // ImageLength, or SensorHeight
+    u16(271); u16(2); u32(quint32(text.size())); u32(text_at); // Make
+    u32(0);
+    return bytes + text;
+}
+
+// A Fujifilm raw file: its header points at an embedded JPEG whose EXIF
+// block is the TIFF given, and at that TIFF itself.
+QByteArray fuji_raw_file(const QByteArray &tiff)
+{
+    const auto u32_big = [](quint32 value) {
+        QByteArray bytes(4, '\0');
+        qToBigEndian(value, bytes.data());
+        return bytes;
+    };
+    QByteArray exif_segment = "Exif" + QByteArray(2, '\0') + tiff;
+    QByteArray jpeg = QByteArray("\xff\xd8\xff\xe1", 4);
+    jpeg += char((exif_segment.size() + 2) >> 8);
+    jpeg += char((exif_segment.size() + 2) & 0xff);
+    jpeg += exif_segment + QByteArray("\xff\xd9", 2);
+    QByteArray header = QByteArray("FUJIFILMCCD-RAW 0201FF383501") + QByteArray(128 - 28, '\0');
+    const quint32 jpeg_at = quint32(header.size());
+    header.replace(84, 4, u32_big(jpeg_at));
+    header.replace(88, 4, u32_big(quint32(jpeg.size())));
+    header.replace(100, 4, u32_big(jpeg_at + 12));
+    header.replace(104, 4, u32_big(quint32(tiff.size())));
+    return header + jpeg;
+}
+
+// A Canon CR3 file: an ISO media file of brand "crx " whose movie box holds
+// Canon's box, whose CMT1 box is the TIFF given.
+QByteArray canon_cr3_file(const QByteArray &tiff)
+{
+    const auto box = [](const char *type, const QByteArray &content) {
+        QByteArray bytes(4, '\0');
+        qToBigEndian(quint32(8 + content.size()), bytes.data());
+        return bytes + QByteArray(type, 4) + content;
+    };
+    const QByteArray canon_uuid = QByteArray::fromHex("85c0b687820f11e08111f4ce462b6a48");
+    return box("ftyp", QByteArray("crx \0\0\0\x01crx isom", 16))
+         + box("moov", box("uuid", canon_uuid + box("CMT1", tiff)));
+}
+
+} // namespace
 
 void ContentSamples::make_all()
 {
@@ -266,6 +334,37 @@ void ContentSamples::make_all()
         QVERIFY(write("phone.mov", movie));
     }
 
+    // The other containers of sound and film, and images the web and cameras use.
+    QStringList plain_tone = { "sine=frequency=440:sample_rate=44100:duration=2", "-ac", "2", "-metadata", "title=Night Train" };
+    ffmpeg("song.aiff", plain_tone + QStringList{ "-c:a", "pcm_s16be" });
+    ffmpeg("song.aifc", plain_tone + QStringList{ "-c:a", "pcm_alaw" });
+    ffmpeg("song.flac", plain_tone + QStringList{ "-c:a", "flac" });
+    ffmpeg("song.ogg", plain_tone + QStringList{ "-c:a", "libvorbis" });
+    const QStringList short_picture = { "testsrc=duration=1:size=160x120:rate=25" };
+    ffmpeg("clip.3gp", short_picture + QStringList{ "-c:v", "libx264", "-pix_fmt", "yuv420p" });
+    ffmpeg("clip.avi", short_picture + QStringList{ "-c:v", "mpeg4" });
+    ffmpeg("clip.mpg", short_picture + QStringList{ "-c:v", "mpeg1video" });
+    ffmpeg("clip.webm", short_picture + QStringList{ "-c:v", "libvpx" });
+    ffmpeg("image.gif", { "color=c=red:s=16x8", "-frames:v", "1" });
+    ffmpeg("image.webp", { "color=c=red:s=16x8", "-frames:v", "1", "-c:v", "libwebp" });
+    // The same container under its other names.
+    for (const auto &[copy, original] : { std::pair{ "song.m4p", "song.m4a" }, std::pair{ "song.m4b", "song.m4a" },
+                                          std::pair{ "clip.m4v", "clip.mp4" }, std::pair{ "small.heif", "small.heic" } }) {
+        if (missing.count(original))
+            missing[copy] = missing[original];
+        else
+            QVERIFY(QFile::copy(path(original), path(copy)));
+    }
+    QVERIFY(write("scan.tif", tiff_file("Epson")));
+    QVERIFY(write("photo.dng", tiff_file("Leica")));
+    QVERIFY(write("photo.nef", tiff_file("NIKON CORPORATION")));
+    QVERIFY(write("photo.arw", tiff_file("SONY")));
+    QVERIFY(write("photo.cr2", tiff_file("Canon", TiffLayout::Cr2)));
+    QVERIFY(write("photo.orf", tiff_file("OLYMPUS IMAGING CORP.", TiffLayout::Orf)));
+    QVERIFY(write("photo.rw2", tiff_file("Panasonic", TiffLayout::Rw2)));
+    QVERIFY(write("photo.raf", fuji_raw_file(tiff_file("FUJIFILM"))));
+    QVERIFY(write("photo.cr3", canon_cr3_file(tiff_file("Canon"))));
+
     // An office document is a folder of parts, zipped by the zip tool.
     const auto zip = [this](const QString &name, const std::map<QString, QByteArray> &parts) {
         for (const auto &[part, content] : parts) {
@@ -284,6 +383,18 @@ void ContentSamples::make_all()
           "<dcterms:modified>2022-01-01T00:00:00Z</dcterms:modified></cp:coreProperties>" },
         { "docProps/app.xml", xml + "<Properties xmlns=\"http://schemas.openxmlformats.org/officeDocument/2006/"
           "extended-properties\"><Application>Microsoft Office Word</Application><Pages>7</Pages></Properties>" } });
+    // A presentation records its slides, and no pages.
+    zip("deck.pptx", {
+        { "docProps/app.xml", xml + "<Properties xmlns=\"http://schemas.openxmlformats.org/officeDocument/2006/"
+          "extended-properties\"><Application>Microsoft Office PowerPoint</Application><Slides>12</Slides>"
+          "<Notes>2</Notes></Properties>" } });
+    const QByteArray spreadsheet_properties = xml + "<Properties xmlns=\"http://schemas.openxmlformats.org/"
+        "officeDocument/2006/extended-properties\"><Application>Microsoft Excel</Application></Properties>";
+    zip("sheet.xlsx", { { "docProps/app.xml", spreadsheet_properties } });
+    for (const char *name : { "sheet.ods", "slides.odp" })
+        zip(name, { { "meta.xml", xml + "<office:document-meta xmlns:office=\"urn:oasis:names:tc:opendocument:xmlns:office:1.0\""
+                      " xmlns:dc=\"http://purl.org/dc/elements/1.1/\"><office:meta><dc:title>Plan</dc:title>"
+                      "</office:meta></office:document-meta>" } });
     zip("minutes.odt", {
         { "meta.xml", xml + "<office:document-meta xmlns:office=\"urn:oasis:names:tc:opendocument:xmlns:office:1.0\""
           " xmlns:meta=\"urn:oasis:names:tc:opendocument:xmlns:meta:1.0\" xmlns:dc=\"http://purl.org/dc/elements/1.1/\">"

@@ -4,6 +4,7 @@
 #include "record_batches.h"
 #include "row_insert.h"
 
+#include <QSqlError>
 #include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -30,6 +31,8 @@ class tst_case_statements : public QObject
 private slots:
     void run_status_updates_data();
     void run_status_updates();
+    void marks_what_sqlite_reads_data();
+    void marks_what_sqlite_reads();
     void row_insert_statement_data();
     void row_insert_statement();
     void stored_row_keeps_every_text_data();
@@ -48,8 +51,20 @@ void tst_case_statements::run_status_updates_data()
     QTest::newRow("records newest first, the fifty-first in a second statement")
         << fifty_one << QStringList{update(1, 50), update(51, 51)};
     QTest::newRow("text that is no whole number is left out, negative numbers kept")
-        << QStringList{"0", "", "7a", "1 OR 1=1", "1; DROP TABLE files", " 2", "-", "+4", "\u0663", "-3"}
+        << QStringList{"0", "", "7a", "1 OR 1=1", "1; DROP TABLE files", "-", "+4", "\u0663", "-3"}
         << QStringList{update_head + "INT = -3 OR INT = 0"};
+    QTest::newRow("a record number with blanks around it is spliced as read")
+        << QStringList{" 7", "8\t", "\r\n9 \f", " -2 "}
+        << QStringList{update_head + "INT =  -2  OR INT = \r\n9 \f OR INT = 8\t OR INT =  7"};
+    QTest::newRow("blanks SQLite does not skip, inner blanks and blanks alone are left out")
+        << QStringList{"\u00a07", "7\v", "7 7", "- 7", "  ", "3"} << QStringList{update_head + "INT = 3"};
+    QStringList padded_then_fifty;
+    padded_then_fifty << " 1";
+    for (int record = 2; record <= 51; ++record)
+        padded_then_fifty << QString::number(record);
+    QTest::newRow("a blank-padded record counts toward its batch of fifty")
+        << padded_then_fifty
+        << QStringList{update_head + update(2, 50).mid(update_head.size()) + " OR INT =  1", update(51, 51)};
 }
 
 void tst_case_statements::run_status_updates()
@@ -61,6 +76,46 @@ void tst_case_statements::run_status_updates()
     for (const QString &record : records)
         batches.add(record);
     QCOMPARE(batches.update_statements(), expected);
+}
+
+void tst_case_statements::marks_what_sqlite_reads_data()
+{
+    QTest::addColumn<QStringList>("records");
+    QTest::addColumn<QList<int>>("marked");
+
+    QTest::newRow("a record read with blanks marks that record")
+        << QStringList{" 7", "9\n", "12"} << QList<int>{7, 9, 12};
+    QTest::newRow("a record no whole number marks nothing, and spares its batch")
+        << QStringList{"\u00a05", "5", "6 OR 1=1"} << QList<int>{5};
+}
+
+void tst_case_statements::marks_what_sqlite_reads()
+{
+    QFETCH(QStringList, records);
+    QFETCH(QList<int>, marked);
+
+    QTemporaryDir folder;
+    QSqlDatabase connection =
+        open_case_connection(folder.filePath("file_system.sqlite"), FailedOpen::KeepRegistration);
+    QSqlQuery query(connection);
+    QVERIFY2(query.exec("create table files (INT integer primary key, fs_module_apple_metadata_run_status text "
+                        "default '0')"),
+             qPrintable(query.lastError().text()));
+    for (int record = 1; record <= 20; ++record)
+        QVERIFY(query.exec("insert into files (INT) values (" + QString::number(record) + ")"));
+
+    RecordBatches batches;
+    for (const QString &record : records)
+        batches.add(record);
+    batches.mark_records(connection);
+
+    QList<int> found;
+    QVERIFY(query.exec("select INT from files where fs_module_apple_metadata_run_status = '1' order by INT"));
+    while (query.next())
+        found << query.value(0).toInt();
+    QCOMPARE(found, marked);
+    query.finish();
+    connection.close();
 }
 
 void tst_case_statements::row_insert_statement_data()

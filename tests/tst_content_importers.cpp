@@ -145,6 +145,9 @@ void tst_content_importers::imported_values_data()
         << "report.docx" << docx << QStringList{ "kMDItemTitle=Budget 2024", "kMDItemAuthors=Alex Example",
         "kMDItemEditors=Sam Editor", "kMDItemCreator=Microsoft Office Word", "kMDItemNumberOfPages=7",
         "kMDItemContentCreationDate=<null>", "kMDItemContentModificationDate=<null>" };
+    QTest::newRow("PowerPoint: its slides are its pages") << "deck.pptx"
+        << "org.openxmlformats.presentationml.presentation"
+        << QStringList{ "kMDItemNumberOfPages=12", "kMDItemCreator=Microsoft Office PowerPoint" };
     QTest::newRow("OpenDocument: initial creator is the author, creator the last editor, no content dates over the file's")
         << "minutes.odt" << "org.oasis-open.opendocument.text" << QStringList{ "kMDItemTitle=Board minutes",
         "kMDItemAuthors=Alex Example", "kMDItemEditors=Sam Editor", "kMDItemCreator=LibreOffice/7.4.7.2$Linux_X86_64",

@@ -151,9 +151,14 @@ void tst_file_metadata_store::path_and_name_data()
 {
     QTest::addColumn<QString>("relative_path"); // made inside the test's folder
     QTest::addColumn<QString>("kind");
-    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("name"); // what is made, where the path leads
 
-    QTest::newRow("folder given with a trailing slash") << "Photos/" << "folder" << "Photos";
+    QTest::newRow("folder given with a trailing slash is named without it") << "Photos/" << "folder" << "Photos";
+    QTest::newRow("path ending in '..' names the folder it reached, not '..'") << "Photos/Inner/.." << "folder"
+                                                                             << "Photos";
+    QTest::newRow("path ending in '.' names the folder itself") << "Photos/." << "folder" << "Photos";
+    QTest::newRow("file reached through a linked folder is named where it lies") << "Shortcut/report.txt" << "file"
+                                                                                 << "Real/report.txt";
     QTest::newRow("named pipe is looked at, never opened") << "pipe" << "pipe" << "pipe";
     QTest::newRow("name with spaces and accents") << "Caf\u00e9 menu.txt" << "file" << "Caf\u00e9 menu.txt";
     QTest::newRow("link to a file outside is looked at, never followed") << "evidence-link" << "link" << "evidence-link";
@@ -174,8 +179,12 @@ void tst_file_metadata_store::path_and_name()
     if (attributes_supported)
         QVERIFY(set_attribute(target, apple + "kMDItemWhereFroms", binary(array(string("https://machine.example/"))))
                 && set_attribute(target, "user.xdg.tags", "machine"));
+    // A file below a folder is reached through a link to that folder.
+    if (name.contains('/'))
+        QVERIFY(QDir().mkpath(folder->filePath(name.section('/', 0, -2)))
+                && symlink(native(name.section('/', 0, -2)).constData(), native(folder->filePath("Shortcut"))) == 0);
     if (kind == "folder")
-        QVERIFY(mkdir(made.constData(), 0755) == 0);
+        QVERIFY(mkdir(made.constData(), 0755) == 0 && mkdir(made + "/Inner", 0755) == 0);
     else if (kind == "pipe")
         QVERIFY(mkfifo(made.constData(), 0644) == 0);
     else if (kind == "link")
@@ -186,8 +195,8 @@ void tst_file_metadata_store::path_and_name()
     FileMetadataStore store;
     const std::unique_ptr<MetadataItem> item = store.create_item(path);
     QVERIFY(item);
-    QCOMPARE(item->copy_attribute("kMDItemFSName"), text(name.toUtf8().constData()));
-    QCOMPARE(item->copy_attribute("kMDItemPath"), MetadataValue::from_text(path));
+    QCOMPARE(item->copy_attribute("kMDItemFSName"), text(name.section('/', -1).toUtf8().constData()));
+    QCOMPARE(item->copy_attribute("kMDItemPath"), MetadataValue::from_text(folder->filePath(name)));
     QCOMPARE(item->copy_attribute("kMDItemFSSize"), kind == "file" ? MetadataValue::from_number(8) : MetadataValue());
     QVERIFY(item->copy_attribute("kMDItemFSContentChangeDate") != MetadataValue::from_date(1000000000));
     QCOMPARE(item->copy_attribute("kMDItemWhereFroms"), MetadataValue());

@@ -47,6 +47,38 @@ QByteArray finder_info(const char *type, const char *creator, quint16 finder_fla
     return bytes;
 }
 
+// A Mach-O header: "thin:CPU" a 64-bit file's own little-endian header,
+// "ppc" a big-endian 32-bit one, "universal:CPU/SUB,CPU/SUB" a universal
+// file's list of slices (20 bytes each, big-endian).
+QByteArray mach_o(const QString &how)
+{
+    QByteArray bytes;
+    const auto word = [&bytes](quint32 value, bool big) {
+        char out[4];
+        big ? qToBigEndian(value, out) : qToLittleEndian(value, out);
+        bytes.append(out, 4);
+    };
+    if (how.startsWith("thin:")) {
+        word(0xfeedfacf, false);
+        word(how.mid(5).toUInt(nullptr, 0), false);
+    } else if (how == "ppc") {
+        word(0xfeedface, true);
+        word(18, true);
+    } else if (how.startsWith("universal:")) {
+        const QStringList slices = how.mid(10).split(',');
+        word(0xcafebabe, true);
+        word(quint32(slices.size()), true);
+        for (const QString &slice : slices) {
+            word(slice.section('/', 0, 0).toUInt(nullptr, 0), true);
+            word(slice.section('/', 1).toUInt(nullptr, 0), true);
+            word(4096, true);
+            word(4096, true);
+            word(12, true);
+        }
+    }
+    return bytes + QByteArray(64, '\0');
+}
+
 QByteArray flags(quint16 flags, quint32 date_added = 0) { return finder_info("\0\0\0\0", "\0\0\0\0", flags, date_added); }
 
 // The texts of keys given separated by commas as the host stores them,
@@ -73,6 +105,8 @@ private slots:
     void identity();
     void bundle_data();
     void bundle();
+    void executable_facts_data();
+    void executable_facts();
     void index_kind_texts_come_first();
     void index_kinds_from_the_fixture_volumes_data();
     void index_kinds_from_the_fixture_volumes();
@@ -141,6 +175,10 @@ void tst_type_identity::identity_data()
     row("PNG", "logo.png", "file:x", "public.png", "public.png" + image, "PNG image");
     row("PDF", "invoice.pdf", "file:x", "com.adobe.pdf",
         "com.adobe.pdf;public.data;public.item;public.composite-content;public.content", "PDF document");
+    row("Word document: Office Open XML, no zip archive in its tree", "letter.docx", "file:PK",
+        "org.openxmlformats.wordprocessingml.document",
+        "org.openxmlformats.wordprocessingml.document;org.openxmlformats.openxml;public.data;public.item;"
+        "public.composite-content;public.content", "Microsoft Word document");
     row("zip archive", "tools.zip", "file:x", "public.zip-archive",
         "public.zip-archive;com.pkware.zip-archive;public.data;public.item;public.archive", "ZIP archive");
     as_text("text file", "notes.txt", "file:a note");
@@ -162,6 +200,9 @@ void tst_type_identity::identity_data()
         "com.apple.application-bundle;com.apple.application;public.executable;com.apple.localizable-name-bundle;"
         "com.apple.bundle;public.directory;public.item;com.apple.package", "Application");
     as_data("file named like a bundle is data", "Tool.app", "file:x");
+    row("another maker's package: a .dayone journal is no folder", "Journal.dayone", "folder", "com.dayoneapp.journal",
+        "com.dayoneapp.journal;com.apple.package;public.directory;public.item;public.composite-content;public.content",
+        "Day One Journal");
     row("framework folder", "Kit.framework", "folder", "com.apple.framework",
         "com.apple.framework;com.apple.bundle;public.directory;public.item", "Framework");
     row("link to a folder is a link", "Shortcut", "link", "public.symlink", "public.symlink;public.item", "Alias");
@@ -173,8 +214,11 @@ void tst_type_identity::identity_data()
     };
     finder("no Finder information: no codes, flags, label or date added", QByteArray(),
         "kMDItemFSTypeCode,kMDItemFSCreatorCode,kMDItemFSFinderFlags,kMDItemFSLabel,kMDItemFSInvisible,"
-        "kMDItemFSIsExtensionHidden,kMDItemFSHasCustomIcon,kMDItemFSIsStationery,kMDItemDateAdded",
-        ",,0,0,0,0,0,0,<null>");
+        "kMDItemFSIsExtensionHidden,kMDItemDateAdded", ",,0,0,0,0,<null>");
+    finder("no Finder information: custom icon and stationery have no value, not 0", QByteArray(),
+        "kMDItemFSHasCustomIcon,kMDItemFSIsStationery", "<null>,<null>");
+    finder("clear custom icon and stationery flags have no value", flags(0x0010),
+        "kMDItemFSHasCustomIcon,kMDItemFSIsStationery", "<null>,<null>");
     finder("dot file is invisible without Finder information", QByteArray(), "kMDItemFSInvisible", "1", ".hidden");
     finder("type and creator codes", finder_info("TEXT", "ttxt", 0), "kMDItemFSTypeCode,kMDItemFSCreatorCode", "TEXT,ttxt");
     finder("all-zero Finder information: no codes, extension shown, no date added", flags(0),
@@ -211,6 +255,8 @@ void tst_type_identity::identity_data()
     facts("file: no node count, its content's size, what is allocated, owner's access", "file:" + QString(5000, 'x'),
           "kMDItemFSNodeCount,kMDItemLogicalSize,kMDItemPhysicalSize,kMDItemFSIsReadable,kMDItemFSIsWriteable",
           "<null>,5000,blocks,1,1");
+    facts("file without a document identifier lists 0", "file:# Notes", "kMDItemDocumentIdentifier", "0");
+    facts("folder has no document identifier", "folder", "kMDItemDocumentIdentifier", "<null>");
     facts("read-only file", "file0444:x", "kMDItemFSIsWriteable", "0");
     facts("write-only file", "file0200:x", "kMDItemFSIsReadable", "0");
     facts("others' access does not count", "file0066:x", "kMDItemFSIsReadable", "0");
@@ -317,6 +363,73 @@ void tst_type_identity::bundle()
     const std::unique_ptr<MetadataItem> item = store.create_item(bundle_path);
     QVERIFY(item);
     QCOMPARE(stored_texts(*item, "kMDItemCFBundleIdentifier,kMDItemVersion,kMDItemDisplayName"), expected);
+}
+
+void tst_type_identity::executable_facts_data()
+{
+    QTest::addColumn<QString>("bundle");
+    QTest::addColumn<QString>("info_plist"); // where the Info.plist lies in the bundle
+    QTest::addColumn<QString>("executable"); // CFBundleExecutable
+    QTest::addColumn<QByteArray>("content"); // what lies at the executable's place; "link" a link to a real one
+    QTest::addColumn<QString>("expected");   // architectures, platform, copyright
+
+    const auto row = [](const char *row, const char *bundle, const char *plist, const char *executable,
+                        const QByteArray &content, const char *expected) {
+        QTest::newRow(row) << bundle << plist << executable << content << expected;
+    };
+    const char *app = "Contents/Info.plist";
+    row("universal application: its slices in their order, its copyright", "Tool.app", app, "Tool",
+        mach_o("universal:0x01000007/3,0x0100000c/0"), "x86_64;arm64,<null>,(c) 2024 Example Ltd");
+    row("thin Apple silicon application", "Tool.app", app, "Tool", mach_o("thin:0x0100000c"), "arm64,<null>,(c) 2024 Example Ltd");
+    row("arm64e slice shows as arm64, once", "Tool.app", app, "Tool",
+        mach_o("universal:0x01000007/3,0x0100000c/0,0x0100000c/2"), "x86_64;arm64,<null>,(c) 2024 Example Ltd");
+    row("big-endian PowerPC header", "Old.app", app, "Old", mach_o("ppc"), "ppc,<null>,(c) 2024 Example Ltd");
+    row("framework's executable lies at its top", "Kit.framework", "Resources/Info.plist", "Kit",
+        mach_o("thin:0x01000007"), "x86_64,<null>,(c) 2024 Example Ltd");
+    row("iPhone application: flat bundle, platform from LSRequiresIPhoneOS", "Phone.app", "Info.plist", "Phone",
+        mach_o("thin:0x0100000c"), "arm64,LSRequiresIPhoneOS,(c) 2024 Example Ltd");
+    // What is no Mach-O executable names no architecture.
+    row("script as the executable", "Tool.app", app, "Tool", "#!/bin/sh\nexec true\n", "<null>,<null>,(c) 2024 Example Ltd");
+    row("Java class file shares the universal magic", "Tool.app", app, "Tool",
+        QByteArray::fromHex("cafebabe00000034") + mach_o("universal:0x0100000c/0").repeated(40),
+        "<null>,<null>,(c) 2024 Example Ltd");
+    row("universal file claiming more slices than it holds", "Tool.app", app, "Tool",
+        QByteArray::fromHex("cafebabe00000030") + QByteArray(40, '\0'), "<null>,<null>,(c) 2024 Example Ltd");
+    row("executable named out of the bundle is not read", "Tool.app", app, "../../Tool", mach_o("thin:0x0100000c"),
+        "<null>,<null>,(c) 2024 Example Ltd");
+    row("executable that is a link is not followed", "Tool.app", app, "Tool", "link", "<null>,<null>,(c) 2024 Example Ltd");
+    row("plain folder: nothing read", "Tools", app, "Tool", mach_o("thin:0x0100000c"), "<null>,<null>,<null>");
+}
+
+void tst_type_identity::executable_facts()
+{
+    QFETCH(QString, bundle);
+    QFETCH(QString, info_plist);
+    QFETCH(QString, executable);
+    QFETCH(QByteArray, content);
+    QFETCH(QString, expected);
+
+    const QString volume = folder->filePath("volume"), bundle_path = volume + '/' + bundle;
+    property_list_bytes::Plist root(plist_new_dict());
+    plist_dict_set_item(root.get(), "CFBundleExecutable", plist_new_string(executable.toUtf8().constData()));
+    plist_dict_set_item(root.get(), "NSHumanReadableCopyright", plist_new_string("(c) 2024 Example Ltd"));
+    if (info_plist == "Info.plist")
+        plist_dict_set_item(root.get(), "LSRequiresIPhoneOS", plist_new_bool(1));
+    QVERIFY(write_file(bundle_path + '/' + info_plist, property_list_bytes::binary(root)));
+    const QString place = info_plist.startsWith("Contents/") ? bundle_path + "/Contents/MacOS/" : bundle_path + '/';
+    QVERIFY(QDir().mkpath(place));
+    // The name leading out of the bundle finds a real executable there, which must not be read.
+    QVERIFY(write_file(volume + "/Tool", mach_o("thin:0x0100000c")));
+    if (content == "link")
+        QVERIFY(write_file(place + "Real", mach_o("thin:0x0100000c"))
+                && symlink("Real", native(place + executable)) == 0);
+    else if (!executable.contains('/'))
+        QVERIFY(write_file(place + executable, content));
+
+    FileMetadataStore store(volume);
+    const std::unique_ptr<MetadataItem> item = store.create_item(bundle_path);
+    QVERIFY(item);
+    QCOMPARE(stored_texts(*item, "kMDItemExecutableArchitectures,kMDItemExecutablePlatform,kMDItemCopyright"), expected);
 }
 
 void tst_type_identity::index_kind_texts_come_first()

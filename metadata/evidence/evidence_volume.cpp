@@ -19,6 +19,14 @@ std::optional<QByteArray> EvidenceVolume::relative_path(const QString &full_path
     return relative;
 }
 
+QString EvidenceVolume::full_path(QByteArrayView relative) const
+{
+    const QString rest = QFile::decodeName(relative.toByteArray());
+    if (rest.isEmpty())
+        return volume_root_.isEmpty() ? QStringLiteral("/") : volume_root_;
+    return volume_root_.endsWith(QLatin1Char('/')) ? volume_root_ + rest : volume_root_ + QLatin1Char('/') + rest;
+}
+
 std::unique_ptr<EvidenceObject> EvidenceVolume::open_regular_file(QByteArrayView relative, Links links) const
 {
     std::unique_ptr<EvidenceObject> object = open(relative, links);

@@ -50,6 +50,12 @@ public:
     // importer (never reopened by name); -1 when there is none. It stays
     // the object's.
     virtual int content_descriptor() const = 0;
+    // Where the object lies beneath the volume root as the volume names it
+    // ("" for the root): the name it has, not the words it was asked by (a
+    // path may end in "..", differ in case from the entry a case-blind
+    // volume matched, or pass through links); nullopt where the volume
+    // can't tell.
+    virtual std::optional<QByteArray> location() const = 0;
 };
 
 // A source of evidence: one macOS volume, whose objects are looked up by
@@ -80,6 +86,9 @@ public:
     // does not start with the root at a component boundary or holds a zero
     // character.
     std::optional<QByteArray> relative_path(const QString &full_path) const;
+    // The full path of a path relative to the root: the volume root directly
+    // followed by it, as the host joins them.
+    QString full_path(QByteArrayView relative) const;
 
     // The facts of the object at relative, looked at without opening it;
     // nullopt when it cannot be reached.

@@ -107,14 +107,50 @@ void append_components(std::deque<QByteArray> &pending, QByteArrayView path)
     pending.insert(pending.begin(), parts.begin(), parts.end());
 }
 
-// An object of a host folder: its facts, and for a file or folder the
-// descriptor of that very object.
+// Where the kernel says an open object lies, read from /proc; nullopt
+// where /proc is not mounted, the object has lost its name or lies where
+// this process cannot name it.
+std::optional<QByteArray> kernel_path(int fd)
+{
+    char link[40];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+    QByteArray target(max_link_target + 1, Qt::Uninitialized);
+    const ssize_t length = ::readlink(link, target.data(), std::size_t(target.size()));
+    if (length <= 0 || length > max_link_target)
+        return std::nullopt;
+    target.truncate(qsizetype(length));
+    if (!target.startsWith('/') || target.endsWith(" (deleted)"))
+        return std::nullopt;
+    return target;
+}
+
+// An object of a host folder: its facts, the object itself as it was
+// looked at, and for a file or folder that very object opened.
 class HostObject : public EvidenceObject
 {
 public:
-    HostObject(const HostSystemCalls &calls, FileFacts facts, UniqueFd opened, bool readable)
-        : calls_(calls), facts_(std::move(facts)), opened_(std::move(opened)), readable_(readable && opened_.valid())
+    HostObject(const HostSystemCalls &calls, const std::optional<QByteArray> &root_path, FileFacts facts,
+               UniqueFd looked, UniqueFd opened, bool readable)
+        : calls_(calls), root_path_(root_path), facts_(std::move(facts)), looked_(std::move(looked)),
+          opened_(std::move(opened)), readable_(readable && opened_.valid())
     {
+    }
+
+    std::optional<QByteArray> location() const override
+    {
+        if (!root_path_ || !looked_)
+            return std::nullopt;
+        const std::optional<QByteArray> at = kernel_path(looked_.get());
+        if (!at)
+            return std::nullopt;
+        const QByteArray &root = *root_path_;
+        if (*at == root)
+            return QByteArray();
+        if (root == "/")
+            return at->mid(1);
+        if (at->startsWith(root) && at->size() > root.size() && at->at(root.size()) == '/')
+            return at->mid(root.size() + 1);
+        return std::nullopt;
     }
 
     const FileFacts &facts() const override { return facts_; }
@@ -233,7 +269,9 @@ private:
     }
 
     const HostSystemCalls &calls_;
+    const std::optional<QByteArray> &root_path_;
     const FileFacts facts_;
+    const UniqueFd looked_;
     const UniqueFd opened_;
     const bool readable_;
 };
@@ -249,6 +287,7 @@ HostFolderVolume::HostFolderVolume(const QString &volume_root, const HostSystemC
     root_.reset(calls_.open(native.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!root_)
         return;
+    root_kernel_path_ = kernel_path(root_.get());
     // openat2 is missing before Linux 5.6, and sandboxes often forbid it
     // (ENOSYS, or EPERM from a system-call filter). Looking up the root
     // itself can fail for no other reason, so any failure means walking.
@@ -403,14 +442,18 @@ std::unique_ptr<EvidenceObject> HostFolderVolume::open(QByteArrayView relative, 
     // Opening a device can act on it (a tape rewinds, a watchdog starts)
     // and opening a pipe can wait for a writer: look first, open only
     // files and folders, non-blocking all the same.
-    const UniqueFd object = look_up(relative, links);
+    UniqueFd object = look_up(relative, links);
     struct statx status = {};
     if (!object || calls_.statx(object.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &status) != 0)
         return nullptr;
     FileFacts facts = facts_from(status);
     const mode_t type = status.stx_mode & S_IFMT;
+    const auto made = [&](UniqueFd opened, bool readable) {
+        return std::make_unique<HostObject>(calls_, root_kernel_path_, std::move(facts), std::move(object),
+                                            std::move(opened), readable);
+    };
     if (!facts.is_regular_file && !facts.is_directory)
-        return std::make_unique<HostObject>(calls_, std::move(facts), UniqueFd(), false);
+        return made(UniqueFd(), false);
 
     // The path may name something else by now: the object looked at is
     // opened itself, never looked up again.
@@ -430,6 +473,6 @@ std::unique_ptr<EvidenceObject> HostFolderVolume::open(QByteArrayView relative, 
     struct stat reopened = {};
     if (!opened || calls_.fstat(opened.get(), &reopened) != 0 || (reopened.st_mode & S_IFMT) != type
         || reopened.st_dev != makedev(status.stx_dev_major, status.stx_dev_minor) || reopened.st_ino != status.stx_ino)
-        return std::make_unique<HostObject>(calls_, std::move(facts), UniqueFd(), false);
-    return std::make_unique<HostObject>(calls_, std::move(facts), std::move(opened), readable);
+        return made(UniqueFd(), false);
+    return made(std::move(opened), readable);
 }

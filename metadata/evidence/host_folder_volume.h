@@ -49,6 +49,8 @@ private:
 
     const HostSystemCalls &calls_;
     UniqueFd root_;
+    // Where the kernel says the root lies, to tell where objects lie.
+    std::optional<QByteArray> root_kernel_path_;
     // The root opened for reading, as the mount that file handles are
     // opened on where /proc is missing.
     UniqueFd root_mount_;

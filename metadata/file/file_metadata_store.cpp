@@ -269,9 +269,13 @@ std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path
     std::unique_ptr<EvidenceObject> object = volume_->open(*relative);
     if (!object)
         return nullptr;
+    // Name and path (and so the type) are those of the object looked at, so
+    // that a row never joins one object's name to another's facts.
+    const std::optional<QByteArray> lies_at = object->location();
+    const QString looked_path = lies_at ? volume_->full_path(*lies_at) : path;
     // Content is read only where reading moves no access time.
     const int content_descriptor = object->content_descriptor();
     std::unique_ptr<FileContent> content =
-        content_ && content_descriptor >= 0 ? content_->content_of(path, content_descriptor) : nullptr;
-    return std::make_unique<FileMetadataItem>(*type_identity_, path, std::move(object), std::move(content));
+        content_ && content_descriptor >= 0 ? content_->content_of(looked_path, content_descriptor) : nullptr;
+    return std::make_unique<FileMetadataItem>(*type_identity_, looked_path, std::move(object), std::move(content));
 }

@@ -2,6 +2,7 @@
 
 #include "content_dates.h"
 #include "content_importer_keys.h"
+#include "importer_reading.h"
 #include "descriptor_bytes.h"
 #include "heif_image_facts.h"
 
@@ -432,29 +433,7 @@ QString ImageImporter::name() const
 
 bool ImageImporter::reads(const QString &content_type) const
 {
-    static const QStringList types = {
-        QStringLiteral("public.jpeg"),
-        QStringLiteral("public.png"),
-        QStringLiteral("public.tiff"),
-        QStringLiteral("public.heic"),
-        QStringLiteral("public.heif"),
-        QStringLiteral("com.adobe.raw-image"),
-        QStringLiteral("com.canon.cr2-raw-image"),
-        QStringLiteral("com.canon.cr3-raw-image"),
-        QStringLiteral("com.canon.crw-raw-image"),
-        QStringLiteral("com.nikon.raw-image"),
-        QStringLiteral("com.nikon.nrw-raw-image"),
-        QStringLiteral("com.sony.arw-raw-image"),
-        QStringLiteral("com.sony.sr2-raw-image"),
-        QStringLiteral("com.fuji.raw-image"),
-        QStringLiteral("com.olympus.raw-image"),
-        QStringLiteral("com.olympus.or-raw-image"),
-        QStringLiteral("com.panasonic.raw-image"),
-        QStringLiteral("com.panasonic.rw2-raw-image"),
-        QStringLiteral("com.pentax.raw-image"),
-        QStringLiteral("com.samsung.raw-image"),
-    };
-    return types.contains(content_type);
+    return reading_importer_of(content_type) == name();
 }
 
 QStringList ImageImporter::keys() const

@@ -1,6 +1,7 @@
 #include "office_importer.h"
 
 #include "content_importer_keys.h"
+#include "importer_reading.h"
 #include "descriptor_bytes.h"
 #include "zip_archive.h"
 
@@ -63,6 +64,8 @@ const PropertyField property_fields[] = {
     { open_xml_extended, "Application", nullptr, "kMDItemCreator", PropertyKind::Text },
     // Office Open XML: pages as the word processor last laid them out.
     { open_xml_extended, "Pages", nullptr, "kMDItemNumberOfPages", PropertyKind::Number },
+    // Office Open XML: a presentation's slides, which the Mac counts as its pages.
+    { open_xml_extended, "Slides", nullptr, "kMDItemNumberOfPages", PropertyKind::Number },
     // OpenDocument: the author who created the document.
     { open_document_meta, "initial-creator", nullptr, "kMDItemAuthors", PropertyKind::TextArray },
     // OpenDocument: the application that saved it.
@@ -162,7 +165,7 @@ QString OfficeImporter::name() const
 
 bool OfficeImporter::reads(const QString &content_type) const
 {
-    return listed(open_xml_types, content_type) || listed(open_document_types, content_type);
+    return reading_importer_of(content_type) == name();
 }
 
 QStringList OfficeImporter::keys() const

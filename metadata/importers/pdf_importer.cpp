@@ -1,6 +1,7 @@
 #include "pdf_importer.h"
 
 #include "content_importer_keys.h"
+#include "importer_reading.h"
 #include "descriptor_bytes.h"
 
 #include <poppler-qt6.h>
@@ -57,7 +58,7 @@ QString PdfImporter::name() const
 
 bool PdfImporter::reads(const QString &content_type) const
 {
-    return content_type == QLatin1String("com.adobe.pdf");
+    return reading_importer_of(content_type) == name();
 }
 
 QStringList PdfImporter::keys() const

@@ -3,6 +3,7 @@
 #include "content_dates.h"
 #include "content_importer_keys.h"
 #include "content_signature.h"
+#include "importer_reading.h"
 #include "descriptor_bytes.h"
 
 extern "C" {
@@ -32,17 +33,6 @@ constexpr qint64 analyze_microseconds = 5LL * AV_TIME_BASE;
 constexpr qint64 time_limit_milliseconds = 10000;
 constexpr int io_buffer_size = 64 * 1024;
 
-const char *const video_types[] = {
-    "com.apple.quicktime-movie",
-    "public.mpeg-4",
-    "com.apple.m4v-video",
-    "public.3gpp",
-    "public.3gpp2",
-    "public.avi",
-    "public.mpeg",
-    "org.matroska.mkv",
-    "org.webmproject.webm",
-};
 
 // The only demuxers the library may use: containers that hold their
 // streams themselves. Playlists, manifests, concatenation lists and session
@@ -308,11 +298,7 @@ QString VideoImporter::name() const
 
 bool VideoImporter::reads(const QString &content_type) const
 {
-    for (const char *type : video_types) {
-        if (content_type == QLatin1String(type))
-            return true;
-    }
-    return false;
+    return reading_importer_of(content_type) == name();
 }
 
 QStringList VideoImporter::keys() const

@@ -26,6 +26,16 @@ QString string_entry(plist_t dictionary, const char *key)
     return QString::fromUtf8(value, qsizetype(length));
 }
 
+bool true_entry(plist_t dictionary, const char *key)
+{
+    plist_t node = plist_dict_get_item(dictionary, key);
+    if (!node || plist_get_node_type(node) != PLIST_BOOLEAN)
+        return false;
+    std::uint8_t value = 0;
+    plist_get_bool_val(node, &value);
+    return value != 0;
+}
+
 } // namespace
 
 std::optional<BundleInfo> parse_bundle_info(QByteArrayView bytes)
@@ -42,5 +52,8 @@ std::optional<BundleInfo> parse_bundle_info(QByteArrayView bytes)
     info.short_version = string_entry(root.get(), "CFBundleShortVersionString");
     info.display_name = string_entry(root.get(), "CFBundleDisplayName");
     info.name = string_entry(root.get(), "CFBundleName");
+    info.executable = string_entry(root.get(), "CFBundleExecutable");
+    info.copyright = string_entry(root.get(), "NSHumanReadableCopyright");
+    info.requires_iphone_os = true_entry(root.get(), "LSRequiresIPhoneOS");
     return info;
 }

@@ -14,6 +14,9 @@ struct BundleInfo
     QString short_version; // CFBundleShortVersionString
     QString display_name;  // CFBundleDisplayName
     QString name;          // CFBundleName
+    QString executable;    // CFBundleExecutable: the main executable's file name
+    QString copyright;     // NSHumanReadableCopyright
+    bool requires_iphone_os = false; // LSRequiresIPhoneOS: built for iPhone and iPad
 
     // Where an Info.plist larger than this is no genuine one.
     static constexpr qint64 max_size = 1 << 20;

@@ -1,6 +1,9 @@
 #include "type_identity.h"
 
+#include "executable_architectures.h"
 #include "kind_names.h"
+
+#include <QFile>
 
 #include <sys/stat.h>
 
@@ -10,9 +13,24 @@ namespace {
 // than listed on and on (a damaged or hostile file system).
 constexpr qint64 max_listed_entries = qint64(1) << 22;
 
-// Where a bundle keeps its Info.plist: applications and most bundles in
-// Contents/, frameworks in Resources/, flat bundles at their top.
-const char *const info_plist_places[] = {"Contents/Info.plist", "Resources/Info.plist", "Info.plist"};
+struct InfoPlistPlace
+{
+    const char *info_plist;
+    const char *executables; // the folder of the main executable, beside it
+};
+
+// Where a bundle keeps its Info.plist and its main executable.
+const InfoPlistPlace info_plist_places[] = {
+    // Applications and most bundles: both in Contents/.
+    {"Contents/Info.plist", "Contents/MacOS/"},
+    // Frameworks: the list in Resources/, the executable at the top.
+    {"Resources/Info.plist", ""},
+    // Flat bundles (iPhone and iPad applications): both at the top.
+    {"Info.plist", ""},
+};
+
+// Platforms declared by an Info.plist key, named as the Mac lists them.
+const char iphone_os_platform[] = "LSRequiresIPhoneOS";
 
 MetadataValue yes_no(bool value)
 {
@@ -103,17 +121,40 @@ const std::optional<BundleInfo> &TypeIdentityItem::bundle_info() const
     QByteArray bundle = *relative;
     while (bundle.endsWith('/'))
         bundle.chop(1);
-    for (const char *place : info_plist_places) {
+    const QByteArray prefix = bundle.isEmpty() ? QByteArray() : bundle + '/';
+    for (const InfoPlistPlace &place : info_plist_places) {
         // Never through a link: a bundle's parts can point anywhere.
-        const QByteArray plist_path = bundle.isEmpty() ? QByteArray(place) : bundle + '/' + place;
         const std::optional<QByteArray> bytes = identity_.volume().read_small_file(
-            plist_path, BundleInfo::max_size, EvidenceVolume::Links::Refused);
+            prefix + place.info_plist, BundleInfo::max_size, EvidenceVolume::Links::Refused);
         if (!bytes)
             continue;
         *bundle_ = parse_bundle_info(*bytes);
+        const QString &executable = *bundle_ ? (*bundle_)->executable : QString();
+        // The executable is a name beside the list, never a path elsewhere.
+        if (!executable.isEmpty() && !executable.contains(QLatin1Char('/')) && executable != QLatin1String(".")
+            && executable != QLatin1String(".."))
+            executable_path_ = prefix + place.executables + QFile::encodeName(executable);
         break;
     }
     return *bundle_;
+}
+
+MetadataValue TypeIdentityItem::executable_architectures() const
+{
+    if (!bundle_info() || executable_path_.isEmpty())
+        return MetadataValue::null_value();
+    // Only the first bytes: the headers, never the code.
+    const std::unique_ptr<EvidenceObject> executable =
+        identity_.volume().open_regular_file(executable_path_, EvidenceVolume::Links::Refused);
+    const QStringList names = executable
+        ? ExecutableArchitectures::of(executable->read_at(0, ExecutableArchitectures::header_size))
+        : QStringList();
+    if (names.isEmpty())
+        return MetadataValue::null_value();
+    std::vector<MetadataValue> items;
+    for (const QString &name : names)
+        items.push_back(MetadataValue::from_text(name));
+    return MetadataValue::from_array(std::move(items));
 }
 
 std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
@@ -145,6 +186,13 @@ std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
         return bundle_info() ? text_or_null(bundle_info()->identifier) : MetadataValue::null_value();
     if (name == QLatin1String("Version"))
         return bundle_info() ? text_or_null(bundle_info()->short_version) : MetadataValue::null_value();
+    if (name == QLatin1String("Copyright"))
+        return bundle_info() ? text_or_null(bundle_info()->copyright) : MetadataValue::null_value();
+    if (name == QLatin1String("ExecutablePlatform"))
+        return bundle_info() && bundle_info()->requires_iphone_os ? MetadataValue::from_text(QLatin1String(iphone_os_platform))
+                                                                  : MetadataValue::null_value();
+    if (name == QLatin1String("ExecutableArchitectures"))
+        return executable_architectures();
 
     if (name == QLatin1String("FSTypeCode") || name == QLatin1String("FSCreatorCode")) {
         const bool type_code = name == QLatin1String("FSTypeCode");
@@ -166,10 +214,11 @@ std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
     }
     if (name == QLatin1String("FSIsExtensionHidden"))
         return finder_flag(&FinderInfo::is_extension_hidden);
+    // Shown only when set: a clear flag is no value at all, as mdls lists it.
     if (name == QLatin1String("FSHasCustomIcon"))
-        return finder_flag(&FinderInfo::has_custom_icon);
+        return set_finder_flag(&FinderInfo::has_custom_icon);
     if (name == QLatin1String("FSIsStationery"))
-        return finder_flag(&FinderInfo::is_stationery);
+        return set_finder_flag(&FinderInfo::is_stationery);
     if (name == QLatin1String("DateAdded")) {
         if (finder_state() != FinderState::Present || finder_info_.date_added == 0)
             return MetadataValue::null_value();
@@ -178,6 +227,11 @@ std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
 
     if (name == QLatin1String("FSNodeCount"))
         return node_count();
+    // The identifier the Mac gives a document that an application asked to
+    // track across saves; a mounted volume shows none, which the Mac lists
+    // as 0 for a file.
+    if (name == QLatin1String("DocumentIdentifier"))
+        return facts_.mode && S_ISREG(*facts_.mode) ? MetadataValue::from_number(0) : MetadataValue::null_value();
     const bool regular = facts_.mode && S_ISREG(*facts_.mode);
     if (name == QLatin1String("LogicalSize"))
         return regular && facts_.size ? MetadataValue::from_number(double(*facts_.size))
@@ -230,6 +284,13 @@ MetadataValue TypeIdentityItem::finder_fact(MetadataValue plain_file,
 MetadataValue TypeIdentityItem::finder_flag(bool (FinderInfo::*flag)() const) const
 {
     return finder_fact(yes_no(false), [flag](const FinderInfo &info) { return yes_no((info.*flag)()); });
+}
+
+MetadataValue TypeIdentityItem::set_finder_flag(bool (FinderInfo::*flag)() const) const
+{
+    return finder_fact(MetadataValue::null_value(), [flag](const FinderInfo &info) {
+        return (info.*flag)() ? yes_no(true) : MetadataValue::null_value();
+    });
 }
 
 MetadataValue TypeIdentityItem::node_count() const

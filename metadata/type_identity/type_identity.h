@@ -72,7 +72,11 @@ private:
     MetadataValue finder_fact(MetadataValue plain_file,
                               const std::function<MetadataValue(const FinderInfo &)> &read) const;
     MetadataValue finder_flag(bool (FinderInfo::*flag)() const) const;
+    // A Finder flag the Mac shows only when it is set: 1, else no value.
+    MetadataValue set_finder_flag(bool (FinderInfo::*flag)() const) const;
     MetadataValue node_count() const;
+    // The architectures named by the headers of a bundle's main executable.
+    MetadataValue executable_architectures() const;
 
     const TypeIdentity &identity_;
     const QString path_;
@@ -85,6 +89,8 @@ private:
     mutable std::optional<FinderState> finder_state_;
     mutable FinderInfo finder_info_;
     mutable std::optional<std::optional<BundleInfo>> bundle_;
+    // The bundle's main executable beneath the root, once its Info.plist is read.
+    mutable QByteArray executable_path_;
 };
 
 #endif // TYPE_IDENTITY_H
