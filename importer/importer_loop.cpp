@@ -1,7 +1,7 @@
 #include "importer_loop.h"
 
-#include "importers/descriptor_channel.h"
-#include "importers/import_protocol.h"
+#include "descriptor_channel.h"
+#include "import_protocol.h"
 
 #include <cstdlib>
 #include <exception>

@@ -1,7 +1,7 @@
 #ifndef IMPORTER_LOOP_H
 #define IMPORTER_LOOP_H
 
-#include "importers/content_importer.h"
+#include "content_importer.h"
 
 #include <memory>
 #include <vector>

@@ -2,9 +2,9 @@
 
 #include "importer_privileges.h"
 #include "importer_sandbox.h"
-#include "importers/descriptor_channel.h"
-#include "importers/import_protocol.h"
-#include "importers/spawn_protocol.h"
+#include "descriptor_channel.h"
+#include "import_protocol.h"
+#include "spawn_protocol.h"
 
 #include <dirent.h>
 #include <signal.h>

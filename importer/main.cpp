@@ -3,7 +3,7 @@
 
 #include "content_importers.h"
 #include "importer_spawner.h"
-#include "importers/spawn_protocol.h"
+#include "spawn_protocol.h"
 
 #include <cstring>
 

@@ -2,7 +2,7 @@
 
 #include "evidence/host_folder_volume.h"
 #include "file/file_metadata_store.h"
-#include "importers/content_import_source.h"
+#include "content/content_import_source.h"
 #include "spotlight_index/spotlight_index_store.h"
 #include "spotlight_index/spotlight_volume_index.h"
 #include "type_identity/index_kind_names.h"

@@ -4,7 +4,7 @@
 
 #include "evidence_files.h"
 #include "file/file_metadata_store.h"
-#include "importers/content_import_source.h"
+#include "content/content_import_source.h"
 #include "property_list_bytes.h"
 
 #include <QtTest>

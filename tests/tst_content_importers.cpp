@@ -4,7 +4,7 @@
 #include "content_dates.h"
 #include "content_importers.h"
 #include "content_samples.h"
-#include "importable_keys.h"
+#include "content/importable_keys.h"
 #include "metadata_value_text.h"
 
 #include <QtTest>

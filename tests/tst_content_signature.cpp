@@ -1,4 +1,4 @@
-#include "importers/content_signature.h"
+#include "content_signature.h"
 
 #include <QTest>
 

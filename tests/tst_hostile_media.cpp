@@ -6,7 +6,7 @@
 // connection; a session description names a port that must stay unbound.
 
 #include "content_samples.h"
-#include "evidence/unique_fd.h"
+#include "unique_fd.h"
 #include "evidence_files.h"
 #include "test_case.h"
 #include "type_identity/content_type.h"

@@ -1,7 +1,7 @@
 // What an honest importer sends the worker comes back whole; what a
 // taken-over one sends is refused as a whole, whatever its bytes.
 
-#include "importers/import_protocol.h"
+#include "import_protocol.h"
 
 #include <QtTest>
 

@@ -2,7 +2,7 @@
 // can answer a key; a key or type its table lacks would never be asked of
 // the importers, so the shipped importers are held to it.
 
-#include "importers/importable_keys.h"
+#include "content/importable_keys.h"
 #include "content_importers.h"
 #include "type_identity/content_type.h"
 #include "importer_loop.h"

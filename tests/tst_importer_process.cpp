@@ -4,7 +4,7 @@
 
 #include "content_samples.h"
 #include "file_system_lockout.h"
-#include "importers/importer_process.h"
+#include "content/importer_process.h"
 #include "metadata_value_text.h"
 
 #include <QFile>

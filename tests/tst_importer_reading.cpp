@@ -7,7 +7,7 @@
 #include "content_importers.h"
 #include "content_samples.h"
 #include "content_signature.h"
-#include "importable_keys.h"
+#include "content/importable_keys.h"
 #include "importer_reading.h"
 #include "type_identity/content_type.h"
 

@@ -4,7 +4,7 @@
 #include "evidence/file_facts.h"
 #include "evidence/host_folder_volume.h"
 #include "property_list_value.h"
-#include "importers/file_content.h"
+#include "content/file_content.h"
 #include "type_identity/type_identity.h"
 
 #include <QVarLengthArray>

@@ -2,7 +2,7 @@
 #define FILE_METADATA_STORE_H
 
 #include "evidence/evidence_volume.h"
-#include "importers/file_content.h"
+#include "content/file_content.h"
 #include "metadata_store.h"
 
 class TypeIdentity;

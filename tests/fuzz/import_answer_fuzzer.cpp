@@ -3,7 +3,7 @@
 // the frame must neither crash, nor read out of bounds, nor take long, and
 // whatever it accepts must render and travel again.
 
-#include "importers/import_protocol.h"
+#include "import_protocol.h"
 #include "metadata_value_text.h"
 
 #include <cstddef>

@@ -27,8 +27,8 @@
 // so that its importers are started again by exec.
 
 #include "importer_spawner.h"
-#include "importers/import_protocol.h"
-#include "importers/spawn_protocol.h"
+#include "import_protocol.h"
+#include "spawn_protocol.h"
 
 #include <fcntl.h>
 #include <sys/prctl.h>

@@ -3,7 +3,7 @@
 //
 //   vantrel-importer-bench IMPORTER FILE [ROUNDS [CONTENT_TYPE]]
 
-#include "importers/importer_process.h"
+#include "content/importer_process.h"
 
 #include <QFile>
 

@@ -1,7 +1,7 @@
 #ifndef DESCRIPTOR_CHANNEL_H
 #define DESCRIPTOR_CHANNEL_H
 
-#include "evidence/unique_fd.h"
+#include "unique_fd.h"
 
 #include <QByteArray>
 #include <QByteArrayView>

@@ -1,7 +1,7 @@
 #ifndef IMPORT_PROTOCOL_H
 #define IMPORT_PROTOCOL_H
 
-#include "content_importer.h"
+#include "imported_values.h"
 
 #include <QByteArray>
 #include <QByteArrayView>

@@ -1,8 +1,8 @@
 #ifndef IMPORTER_PROCESS_H
 #define IMPORTER_PROCESS_H
 
-#include "content_importer.h"
-#include "evidence/unique_fd.h"
+#include "imported_values.h"
+#include "unique_fd.h"
 
 #include <QString>
 

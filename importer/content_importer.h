@@ -1,17 +1,13 @@
 #ifndef CONTENT_IMPORTER_H
 #define CONTENT_IMPORTER_H
 
-#include "metadata_value.h"
+#include "imported_values.h"
 
 #include <QString>
 #include <QStringList>
 
 #include <utility>
 #include <vector>
-
-// The values an importer found in one file, by Spotlight key, in the order
-// found. A key the content does not give is left out, never guessed.
-using ImportedValues = std::vector<std::pair<QString, MetadataValue>>;
 
 // Reads what one family of content types holds (images, audio, video, PDF,
 // office documents). Importers run only inside the isolated importer
