@@ -1,6 +1,8 @@
 #ifndef CASE_CONVENTIONS_H
 #define CASE_CONVENTIONS_H
 
+#include "spotlight_keys.h"
+
 #include <QLatin1String>
 #include <QString>
 #include <QStringList>
@@ -35,9 +37,9 @@ inline QString database_path(const QString &file_system_dir_path, const QString 
 // The six Spotlight keys of the timestamps run, in column order.
 inline QStringList timestamp_attribute_keys()
 {
-    return {QStringLiteral("kMDItemUsedDates"),           QStringLiteral("kMDItemUseCount"),
-            QStringLiteral("kMDItemLastUsedDate"),        QStringLiteral("kMDItemContentCreationDate"),
-            QStringLiteral("kMDItemContentModificationDate"), QStringLiteral("kMDItemDateAdded")};
+    return {QLatin1String(spotlight_keys::used_dates),           QLatin1String(spotlight_keys::use_count),
+            QLatin1String(spotlight_keys::last_used_date),        QLatin1String(spotlight_keys::content_creation_date),
+            QLatin1String(spotlight_keys::content_modification_date), QLatin1String(spotlight_keys::date_added)};
 }
 
 // The columns of apple_timestamps.sqlite that receive them, in the same order.

@@ -1,5 +1,7 @@
 #include "importer_reading.h"
 
+#include "spotlight_keys.h"
+
 namespace {
 
 struct ReadType
@@ -100,155 +102,155 @@ struct GivenKey
 // One line per key an importer can give.
 const GivenKey given_keys[] = {
     // Picture width in pixels, as shown.
-    {"image", "kMDItemPixelWidth"},
+    {"image", spotlight_keys::pixel_width},
     // Picture height in pixels, as shown.
-    {"image", "kMDItemPixelHeight"},
+    {"image", spotlight_keys::pixel_height},
     // 0 landscape, 1 portrait, as shown.
-    {"image", "kMDItemOrientation"},
+    {"image", spotlight_keys::orientation},
     // Width times height.
-    {"image", "kMDItemPixelCount"},
+    {"image", spotlight_keys::pixel_count},
     // The pixels' colour model.
-    {"image", "kMDItemColorSpace"},
+    {"image", spotlight_keys::color_space},
     // Bits a pixel: 32 for RGB, as the Mac counts them.
-    {"image", "kMDItemBitsPerSample"},
+    {"image", spotlight_keys::bits_per_sample},
     // Whether pixels carry transparency.
-    {"image", "kMDItemHasAlphaChannel"},
+    {"image", spotlight_keys::has_alpha_channel},
     // The ICC profile's own name.
-    {"image", "kMDItemProfileName"},
+    {"image", spotlight_keys::profile_name},
     // Dots per inch across, centimetres converted.
-    {"image", "kMDItemResolutionWidthDPI"},
+    {"image", spotlight_keys::resolution_width_dpi},
     // Dots per inch down.
-    {"image", "kMDItemResolutionHeightDPI"},
+    {"image", spotlight_keys::resolution_height_dpi},
     // The camera's maker.
-    {"image", "kMDItemAcquisitionMake"},
+    {"image", spotlight_keys::acquisition_make},
     // The camera's model.
-    {"image", "kMDItemAcquisitionModel"},
+    {"image", spotlight_keys::acquisition_model},
     // The camera's software, a phone's system version.
-    {"image", "kMDItemCreator"},
+    {"image", spotlight_keys::creator},
     // The lens.
-    {"image", "kMDItemLensModel"},
+    {"image", spotlight_keys::lens_model},
     // Exposure time in seconds.
-    {"image", "kMDItemExposureTimeSeconds"},
+    {"image", spotlight_keys::exposure_time_seconds},
     // Aperture as an f-number.
-    {"image", "kMDItemFNumber"},
+    {"image", spotlight_keys::f_number},
     // Aperture as the stored APEX value.
-    {"image", "kMDItemAperture"},
+    {"image", spotlight_keys::aperture},
     // The camera's exposure programme.
-    {"image", "kMDItemExposureProgram"},
+    {"image", spotlight_keys::exposure_program},
     // Automatic, manual or bracketed exposure.
-    {"image", "kMDItemExposureMode"},
+    {"image", spotlight_keys::exposure_mode},
     // Sensitivity.
-    {"image", "kMDItemISOSpeed"},
+    {"image", spotlight_keys::iso_speed},
     // Focal length in millimetres.
-    {"image", "kMDItemFocalLength"},
+    {"image", spotlight_keys::focal_length},
     // Whether the flash fired.
-    {"image", "kMDItemFlashOnOff"},
+    {"image", spotlight_keys::flash_on_off},
     // Whether red-eye reduction ran.
-    {"image", "kMDItemRedEyeOnOff"},
+    {"image", spotlight_keys::red_eye_on_off},
     // 0 automatic, 1 manual white balance.
-    {"image", "kMDItemWhiteBalance"},
+    {"image", spotlight_keys::white_balance},
     // The EXIF version as text, "2.2.1".
-    {"image", "kMDItemEXIFVersion"},
+    {"image", spotlight_keys::exif_version},
     // Where the satellites placed the camera: north positive.
-    {"image", "kMDItemLatitude"},
+    {"image", spotlight_keys::latitude},
     // East positive.
-    {"image", "kMDItemLongitude"},
+    {"image", spotlight_keys::longitude},
     // Metres above sea level, below it negative.
-    {"image", "kMDItemAltitude"},
+    {"image", spotlight_keys::altitude},
     // Where the camera looked, in degrees.
-    {"image", "kMDItemImageDirection"},
+    {"image", spotlight_keys::image_direction},
     // The bearing to the destination.
-    {"image", "kMDItemGPSDestBearing"},
+    {"image", spotlight_keys::gps_dest_bearing},
     // The speed the receiver recorded, in its own unit.
-    {"image", "kMDItemSpeed"},
+    {"image", spotlight_keys::speed},
     // The day the satellites fixed that place, as written.
-    {"image", "kMDItemGPSDateStamp"},
+    {"image", spotlight_keys::gps_date_stamp},
     // The time of that fix, as written.
-    {"image", "kMDItemTimestamp"},
+    {"image", spotlight_keys::timestamp},
     // XMP creators, else the EXIF artist.
-    {"image", "kMDItemAuthors"},
+    {"image", spotlight_keys::authors},
     // The EXIF user comment.
-    {"image", "kMDItemComment"},
+    {"image", spotlight_keys::comment},
     // When the photo was taken.
-    {"image", "kMDItemContentCreationDate"},
+    {"image", spotlight_keys::content_creation_date},
     // The same capture time, as a Mac gives it.
-    {"image", "kMDItemContentModificationDate"},
+    {"image", spotlight_keys::content_modification_date},
     // The document's own title.
-    {"pdf", "kMDItemTitle"},
+    {"pdf", spotlight_keys::title},
     // Its author, as a list.
-    {"pdf", "kMDItemAuthors"},
+    {"pdf", spotlight_keys::authors},
     // The application that wrote the content.
-    {"pdf", "kMDItemCreator"},
+    {"pdf", spotlight_keys::creator},
     // The application that made the PDF.
-    {"pdf", "kMDItemEncodingApplications"},
+    {"pdf", spotlight_keys::encoding_applications},
     // Its pages.
-    {"pdf", "kMDItemNumberOfPages"},
+    {"pdf", spotlight_keys::number_of_pages},
     // The first page's width in points.
-    {"pdf", "kMDItemPageWidth"},
+    {"pdf", spotlight_keys::page_width},
     // The first page's height in points.
-    {"pdf", "kMDItemPageHeight"},
+    {"pdf", spotlight_keys::page_height},
     // The PDF version of its header.
-    {"pdf", "kMDItemVersion"},
+    {"pdf", spotlight_keys::version},
     // Whether it is encrypted.
-    {"pdf", "kMDItemSecurityMethod"},
+    {"pdf", spotlight_keys::security_method},
     // How long the sound runs.
-    {"audio", "kMDItemDurationSeconds"},
+    {"audio", spotlight_keys::duration_seconds},
     // Kilobits per second; an MP3's from its frames.
-    {"audio", "kMDItemAudioBitRate"},
+    {"audio", spotlight_keys::audio_bit_rate},
     // Samples per second.
-    {"audio", "kMDItemAudioSampleRate"},
+    {"audio", spotlight_keys::audio_sample_rate},
     // Channels.
-    {"audio", "kMDItemAudioChannelCount"},
+    {"audio", spotlight_keys::audio_channel_count},
     // The song's title.
-    {"audio", "kMDItemTitle"},
+    {"audio", spotlight_keys::title},
     // Every performing artist.
-    {"audio", "kMDItemAuthors"},
+    {"audio", spotlight_keys::authors},
     // The album.
-    {"audio", "kMDItemAlbum"},
+    {"audio", spotlight_keys::album},
     // Who wrote the music.
-    {"audio", "kMDItemComposer"},
+    {"audio", spotlight_keys::composer},
     // The genre as written.
-    {"audio", "kMDItemMusicalGenre"},
+    {"audio", spotlight_keys::musical_genre},
     // The year recorded.
-    {"audio", "kMDItemRecordingYear"},
+    {"audio", spotlight_keys::recording_year},
     // The track's number, without the total.
-    {"audio", "kMDItemAudioTrackNumber"},
+    {"audio", spotlight_keys::audio_track_number},
     // How long the film runs.
-    {"video", "kMDItemDurationSeconds"},
+    {"video", spotlight_keys::duration_seconds},
     // Picture width in pixels.
-    {"video", "kMDItemPixelWidth"},
+    {"video", spotlight_keys::pixel_width},
     // Picture height in pixels.
-    {"video", "kMDItemPixelHeight"},
+    {"video", spotlight_keys::pixel_height},
     // Its codecs, picture first.
-    {"video", "kMDItemCodecs"},
+    {"video", spotlight_keys::codecs},
     // The picture's bits per second.
-    {"video", "kMDItemVideoBitRate"},
+    {"video", spotlight_keys::video_bit_rate},
     // All streams' bits per second.
-    {"video", "kMDItemTotalBitRate"},
+    {"video", spotlight_keys::total_bit_rate},
     // The sound's whole kilobits per second.
-    {"video", "kMDItemAudioBitRate"},
+    {"video", spotlight_keys::audio_bit_rate},
     // The recording phone's or camera's maker.
-    {"video", "kMDItemAcquisitionMake"},
+    {"video", spotlight_keys::acquisition_make},
     // Its model.
-    {"video", "kMDItemAcquisitionModel"},
+    {"video", spotlight_keys::acquisition_model},
     // Where it was recorded: north positive.
-    {"video", "kMDItemLatitude"},
+    {"video", spotlight_keys::latitude},
     // East positive.
-    {"video", "kMDItemLongitude"},
+    {"video", spotlight_keys::longitude},
     // Metres above sea level.
-    {"video", "kMDItemAltitude"},
+    {"video", spotlight_keys::altitude},
     // When it was recorded: a phone's own date, else the header's.
-    {"video", "kMDItemContentCreationDate"},
+    {"video", spotlight_keys::content_creation_date},
     // The document's own title.
-    {"office", "kMDItemTitle"},
+    {"office", spotlight_keys::title},
     // Its author, as a list.
-    {"office", "kMDItemAuthors"},
+    {"office", spotlight_keys::authors},
     // The last person to save it.
-    {"office", "kMDItemEditors"},
+    {"office", spotlight_keys::editors},
     // Pages (a presentation's slides) as last laid out.
-    {"office", "kMDItemNumberOfPages"},
+    {"office", spotlight_keys::number_of_pages},
     // The application that saved it.
-    {"office", "kMDItemCreator"},
+    {"office", spotlight_keys::creator},
 };
 
 } // namespace

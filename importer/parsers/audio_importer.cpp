@@ -3,6 +3,7 @@
 #include "content_importer_keys.h"
 #include "importer_reading.h"
 #include "descriptor_stream.h"
+#include "spotlight_keys.h"
 
 #include <taglib/aifffile.h>
 #include <taglib/flacfile.h>
@@ -41,15 +42,15 @@ struct TagField
 // The library's unified tag names, the same whatever the container.
 const TagField tag_fields[] = {
     // The track's title.
-    { "TITLE", "kMDItemTitle", TagKind::Text },
+    { "TITLE", spotlight_keys::title, TagKind::Text },
     // Performing artists: every one the tag names.
-    { "ARTIST", "kMDItemAuthors", TagKind::TextArray },
+    { "ARTIST", spotlight_keys::authors, TagKind::TextArray },
     // The album the track belongs to.
-    { "ALBUM", "kMDItemAlbum", TagKind::Text },
+    { "ALBUM", spotlight_keys::album, TagKind::Text },
     // Who wrote the music.
-    { "COMPOSER", "kMDItemComposer", TagKind::Text },
+    { "COMPOSER", spotlight_keys::composer, TagKind::Text },
     // The genre as written, never a number code.
-    { "GENRE", "kMDItemMusicalGenre", TagKind::Text },
+    { "GENRE", spotlight_keys::musical_genre, TagKind::Text },
 };
 
 enum class Container { Mpeg, Mp4, Wave, Aiff, Flac, OggVorbis };
@@ -181,15 +182,15 @@ ImportedValues AudioImporter::import(int fd, const QString &content_type) const
 
     if (const TagLib::AudioProperties *audio = file->audioProperties()) {
         if (audio->lengthInMilliseconds() > 0)
-            values.emplace_back(QStringLiteral("kMDItemDurationSeconds"),
+            values.emplace_back(QLatin1String(spotlight_keys::duration_seconds),
                                 MetadataValue::from_number(audio->lengthInMilliseconds() / 1000.0));
         if (const int kilobits = kilobits_per_second(*file, *container, *audio); kilobits > 0)
-            values.emplace_back(QStringLiteral("kMDItemAudioBitRate"), MetadataValue::from_number(kilobits));
+            values.emplace_back(QLatin1String(spotlight_keys::audio_bit_rate), MetadataValue::from_number(kilobits));
         if (audio->sampleRate() > 0)
-            values.emplace_back(QStringLiteral("kMDItemAudioSampleRate"),
+            values.emplace_back(QLatin1String(spotlight_keys::audio_sample_rate),
                                 MetadataValue::from_number(audio->sampleRate()));
         if (audio->channels() > 0)
-            values.emplace_back(QStringLiteral("kMDItemAudioChannelCount"),
+            values.emplace_back(QLatin1String(spotlight_keys::audio_channel_count),
                                 MetadataValue::from_number(audio->channels()));
     }
 
@@ -217,9 +218,9 @@ ImportedValues AudioImporter::import(int fd, const QString &content_type) const
         // The library reads the year and the track's number out of whatever
         // date or "n/total" text the container holds; 0 means none.
         if (const std::optional<int> year = recording_year(*tag, properties))
-            values.emplace_back(QStringLiteral("kMDItemRecordingYear"), MetadataValue::from_number(*year));
+            values.emplace_back(QLatin1String(spotlight_keys::recording_year), MetadataValue::from_number(*year));
         if (tag->track() > 0)
-            values.emplace_back(QStringLiteral("kMDItemAudioTrackNumber"), MetadataValue::from_number(tag->track()));
+            values.emplace_back(QLatin1String(spotlight_keys::audio_track_number), MetadataValue::from_number(tag->track()));
     }
     return values;
 }

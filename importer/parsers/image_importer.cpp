@@ -5,6 +5,7 @@
 #include "importer_reading.h"
 #include "descriptor_bytes.h"
 #include "heif_image_facts.h"
+#include "spotlight_keys.h"
 
 #include <QBuffer>
 #include <QImage>
@@ -47,45 +48,45 @@ struct ExifField
 
 const ExifField exif_fields[] = {
     // Maker of the camera or scanner.
-    { "Exif.Image.Make", "kMDItemAcquisitionMake", FieldKind::Text },
+    { "Exif.Image.Make", spotlight_keys::acquisition_make, FieldKind::Text },
     // Model name of the camera or scanner.
-    { "Exif.Image.Model", "kMDItemAcquisitionModel", FieldKind::Text },
+    { "Exif.Image.Model", spotlight_keys::acquisition_model, FieldKind::Text },
     // Lens as the camera names it.
-    { "Exif.Photo.LensModel", "kMDItemLensModel", FieldKind::Text },
+    { "Exif.Photo.LensModel", spotlight_keys::lens_model, FieldKind::Text },
     // Shutter time in seconds (1/250 is 0.004).
-    { "Exif.Photo.ExposureTime", "kMDItemExposureTimeSeconds", FieldKind::Number },
+    { "Exif.Photo.ExposureTime", spotlight_keys::exposure_time_seconds, FieldKind::Number },
     // Aperture as an f-number.
-    { "Exif.Photo.FNumber", "kMDItemFNumber", FieldKind::Number },
+    { "Exif.Photo.FNumber", spotlight_keys::f_number, FieldKind::Number },
     // Sensitivity the camera used (the first of its ratings).
-    { "Exif.Photo.ISOSpeedRatings", "kMDItemISOSpeed", FieldKind::Number },
+    { "Exif.Photo.ISOSpeedRatings", spotlight_keys::iso_speed, FieldKind::Number },
     // Actual focal length in millimetres, not the 35 mm equivalent.
-    { "Exif.Photo.FocalLength", "kMDItemFocalLength", FieldKind::Number },
+    { "Exif.Photo.FocalLength", spotlight_keys::focal_length, FieldKind::Number },
     // Flash state bits; only whether it fired is kept.
-    { "Exif.Photo.Flash", "kMDItemFlashOnOff", FieldKind::FlashFired },
+    { "Exif.Photo.Flash", spotlight_keys::flash_on_off, FieldKind::FlashFired },
     // 0 automatic, 1 manual white balance.
-    { "Exif.Photo.WhiteBalance", "kMDItemWhiteBalance", FieldKind::Number },
+    { "Exif.Photo.WhiteBalance", spotlight_keys::white_balance, FieldKind::Number },
     // The camera's software; on a phone, its system's version ("9.3.2").
-    { "Exif.Image.Software", "kMDItemCreator", FieldKind::Text },
+    { "Exif.Image.Software", spotlight_keys::creator, FieldKind::Text },
     // 1 manual, 2 normal program, 3 aperture priority, 4 shutter priority...
-    { "Exif.Photo.ExposureProgram", "kMDItemExposureProgram", FieldKind::Number },
+    { "Exif.Photo.ExposureProgram", spotlight_keys::exposure_program, FieldKind::Number },
     // 0 automatic exposure, 1 manual, 2 automatic bracket.
-    { "Exif.Photo.ExposureMode", "kMDItemExposureMode", FieldKind::Number },
+    { "Exif.Photo.ExposureMode", spotlight_keys::exposure_mode, FieldKind::Number },
     // Aperture in APEX units as the camera recorded it (f/2.2 is about 2.275).
-    { "Exif.Photo.ApertureValue", "kMDItemAperture", FieldKind::Number },
+    { "Exif.Photo.ApertureValue", spotlight_keys::aperture, FieldKind::Number },
     // The EXIF version the camera wrote, as text.
-    { "Exif.Photo.ExifVersion", "kMDItemEXIFVersion", FieldKind::Version },
+    { "Exif.Photo.ExifVersion", spotlight_keys::exif_version, FieldKind::Version },
     // Whether the flash's red-eye reduction was on.
-    { "Exif.Photo.Flash", "kMDItemRedEyeOnOff", FieldKind::RedEye },
+    { "Exif.Photo.Flash", spotlight_keys::red_eye_on_off, FieldKind::RedEye },
     // Direction the camera faced, in degrees.
-    { "Exif.GPSInfo.GPSImgDirection", "kMDItemImageDirection", FieldKind::Number },
+    { "Exif.GPSInfo.GPSImgDirection", spotlight_keys::image_direction, FieldKind::Number },
     // Bearing to the subject, in degrees.
-    { "Exif.GPSInfo.GPSDestBearing", "kMDItemGPSDestBearing", FieldKind::Number },
+    { "Exif.GPSInfo.GPSDestBearing", spotlight_keys::gps_dest_bearing, FieldKind::Number },
     // Speed of the receiver, in the unit the camera recorded.
-    { "Exif.GPSInfo.GPSSpeed", "kMDItemSpeed", FieldKind::Number },
+    { "Exif.GPSInfo.GPSSpeed", spotlight_keys::speed, FieldKind::Number },
     // The satellite clock's date (UTC) as written ("2016:06:16").
-    { "Exif.GPSInfo.GPSDateStamp", "kMDItemGPSDateStamp", FieldKind::Text },
+    { "Exif.GPSInfo.GPSDateStamp", spotlight_keys::gps_date_stamp, FieldKind::Text },
     // The satellite clock's time (UTC) as written ("03:14:17").
-    { "Exif.GPSInfo.GPSTimeStamp", "kMDItemTimestamp", FieldKind::ClockTime },
+    { "Exif.GPSInfo.GPSTimeStamp", spotlight_keys::timestamp, FieldKind::ClockTime },
 };
 
 // Mutes the library's warnings about damaged files (hostile input makes
@@ -488,28 +489,28 @@ ImportedValues ImageImporter::import(int fd, const QString &content_type) const
         const int width = heif ? heif->width : stored_width;
         const int height = heif ? heif->height : stored_height;
         if (width > 0 && height > 0) {
-            values.emplace_back(QStringLiteral("kMDItemPixelWidth"), MetadataValue::from_number(width));
-            values.emplace_back(QStringLiteral("kMDItemPixelHeight"), MetadataValue::from_number(height));
-            values.emplace_back(QStringLiteral("kMDItemPixelCount"), MetadataValue::from_number(double(width) * height));
+            values.emplace_back(QLatin1String(spotlight_keys::pixel_width), MetadataValue::from_number(width));
+            values.emplace_back(QLatin1String(spotlight_keys::pixel_height), MetadataValue::from_number(height));
+            values.emplace_back(QLatin1String(spotlight_keys::pixel_count), MetadataValue::from_number(double(width) * height));
             // 0 landscape, 1 portrait, as the image is shown, not stored.
             const bool turned = !heif && turned_quarter(exif);
             const int shown_width = turned ? height : width;
             const int shown_height = turned ? width : height;
-            values.emplace_back(QStringLiteral("kMDItemOrientation"),
+            values.emplace_back(QLatin1String(spotlight_keys::orientation),
                                 MetadataValue::from_number(shown_height > shown_width ? 1 : 0));
         }
         // A damaged header is left to the library that said it was damaged.
         const std::optional<PixelLayout> layout =
             read_whole && layout_readable(content_type) ? pixel_layout(*bytes) : std::nullopt;
         if (layout) {
-            values.emplace_back(QStringLiteral("kMDItemColorSpace"), MetadataValue::from_text(layout->color_space));
-            values.emplace_back(QStringLiteral("kMDItemBitsPerSample"), MetadataValue::from_number(layout->bits_per_pixel));
-            values.emplace_back(QStringLiteral("kMDItemHasAlphaChannel"), MetadataValue::from_number(layout->has_alpha ? 1 : 0));
+            values.emplace_back(QLatin1String(spotlight_keys::color_space), MetadataValue::from_text(layout->color_space));
+            values.emplace_back(QLatin1String(spotlight_keys::bits_per_sample), MetadataValue::from_number(layout->bits_per_pixel));
+            values.emplace_back(QLatin1String(spotlight_keys::has_alpha_channel), MetadataValue::from_number(layout->has_alpha ? 1 : 0));
         } else if (heif) {
             // Four samples a pixel, as for any colour image.
             if (heif->bits_per_sample > 0)
-                values.emplace_back(QStringLiteral("kMDItemBitsPerSample"), MetadataValue::from_number(4 * heif->bits_per_sample));
-            values.emplace_back(QStringLiteral("kMDItemHasAlphaChannel"), MetadataValue::from_number(heif->has_alpha ? 1 : 0));
+                values.emplace_back(QLatin1String(spotlight_keys::bits_per_sample), MetadataValue::from_number(4 * heif->bits_per_sample));
+            values.emplace_back(QLatin1String(spotlight_keys::has_alpha_channel), MetadataValue::from_number(heif->has_alpha ? 1 : 0));
         }
 
         for (const ExifField &field : exif_fields) {
@@ -545,27 +546,27 @@ ImportedValues ImageImporter::import(int fd, const QString &content_type) const
         }
 
         if (const std::optional<double> latitude = gps_coordinate(exif, "Exif.GPSInfo.GPSLatitude", "Exif.GPSInfo.GPSLatitudeRef", 'S'))
-            values.emplace_back(QStringLiteral("kMDItemLatitude"), MetadataValue::from_number(*latitude));
+            values.emplace_back(QLatin1String(spotlight_keys::latitude), MetadataValue::from_number(*latitude));
         if (const std::optional<double> longitude = gps_coordinate(exif, "Exif.GPSInfo.GPSLongitude", "Exif.GPSInfo.GPSLongitudeRef", 'W'))
-            values.emplace_back(QStringLiteral("kMDItemLongitude"), MetadataValue::from_number(*longitude));
+            values.emplace_back(QLatin1String(spotlight_keys::longitude), MetadataValue::from_number(*longitude));
         if (const std::optional<double> altitude = gps_altitude(exif))
-            values.emplace_back(QStringLiteral("kMDItemAltitude"), MetadataValue::from_number(*altitude));
+            values.emplace_back(QLatin1String(spotlight_keys::altitude), MetadataValue::from_number(*altitude));
         // A photo's content was made, and last changed, when it was taken:
         // later edits rewrite the file, not the picture's date.
         if (const std::optional<double> captured = capture_time(exif)) {
-            values.emplace_back(QStringLiteral("kMDItemContentCreationDate"), MetadataValue::from_date(*captured));
-            values.emplace_back(QStringLiteral("kMDItemContentModificationDate"), MetadataValue::from_date(*captured));
+            values.emplace_back(QLatin1String(spotlight_keys::content_creation_date), MetadataValue::from_date(*captured));
+            values.emplace_back(QLatin1String(spotlight_keys::content_modification_date), MetadataValue::from_date(*captured));
         }
         if (const std::optional<double> across = dots_per_inch(exif, "Exif.Image.XResolution"))
-            values.emplace_back(QStringLiteral("kMDItemResolutionWidthDPI"), MetadataValue::from_number(*across));
+            values.emplace_back(QLatin1String(spotlight_keys::resolution_width_dpi), MetadataValue::from_number(*across));
         if (const std::optional<double> down = dots_per_inch(exif, "Exif.Image.YResolution"))
-            values.emplace_back(QStringLiteral("kMDItemResolutionHeightDPI"), MetadataValue::from_number(*down));
+            values.emplace_back(QLatin1String(spotlight_keys::resolution_height_dpi), MetadataValue::from_number(*down));
         if (const QString name = profile_name(icc_profile); !name.isEmpty())
-            values.emplace_back(QStringLiteral("kMDItemProfileName"), MetadataValue::from_text(name));
+            values.emplace_back(QLatin1String(spotlight_keys::profile_name), MetadataValue::from_text(name));
         if (std::vector<MetadataValue> authors = picture_authors(xmp, exif); !authors.empty())
-            values.emplace_back(QStringLiteral("kMDItemAuthors"), MetadataValue::from_array(std::move(authors)));
+            values.emplace_back(QLatin1String(spotlight_keys::authors), MetadataValue::from_array(std::move(authors)));
         if (const QString comment = picture_comment(xmp, exif); !comment.isEmpty())
-            values.emplace_back(QStringLiteral("kMDItemComment"), MetadataValue::from_text(comment));
+            values.emplace_back(QLatin1String(spotlight_keys::comment), MetadataValue::from_text(comment));
     } catch (const std::exception &) {
         // A tag of an unexpected type: the values read so far stand.
     }

@@ -4,6 +4,7 @@
 #include "importer_reading.h"
 #include "descriptor_bytes.h"
 #include "zip_archive.h"
+#include "spotlight_keys.h"
 
 #include <QXmlStreamReader>
 
@@ -55,23 +56,23 @@ struct PropertyField
 
 const PropertyField property_fields[] = {
     // Title given in the document's properties, either family.
-    { dublin_core, "title", nullptr, "kMDItemTitle", PropertyKind::Text },
+    { dublin_core, "title", nullptr, spotlight_keys::title, PropertyKind::Text },
     // Office Open XML: the author who created the document.
-    { dublin_core, "creator", nullptr, "kMDItemAuthors", PropertyKind::TextArray },
+    { dublin_core, "creator", nullptr, spotlight_keys::authors, PropertyKind::TextArray },
     // Office Open XML: the last person to save it.
-    { open_xml_core, "lastModifiedBy", nullptr, "kMDItemEditors", PropertyKind::TextArray },
+    { open_xml_core, "lastModifiedBy", nullptr, spotlight_keys::editors, PropertyKind::TextArray },
     // Office Open XML: the application that saved it.
-    { open_xml_extended, "Application", nullptr, "kMDItemCreator", PropertyKind::Text },
+    { open_xml_extended, "Application", nullptr, spotlight_keys::creator, PropertyKind::Text },
     // Office Open XML: pages as the word processor last laid them out.
-    { open_xml_extended, "Pages", nullptr, "kMDItemNumberOfPages", PropertyKind::Number },
+    { open_xml_extended, "Pages", nullptr, spotlight_keys::number_of_pages, PropertyKind::Number },
     // Office Open XML: a presentation's slides, which the Mac counts as its pages.
-    { open_xml_extended, "Slides", nullptr, "kMDItemNumberOfPages", PropertyKind::Number },
+    { open_xml_extended, "Slides", nullptr, spotlight_keys::number_of_pages, PropertyKind::Number },
     // OpenDocument: the author who created the document.
-    { open_document_meta, "initial-creator", nullptr, "kMDItemAuthors", PropertyKind::TextArray },
+    { open_document_meta, "initial-creator", nullptr, spotlight_keys::authors, PropertyKind::TextArray },
     // OpenDocument: the application that saved it.
-    { open_document_meta, "generator", nullptr, "kMDItemCreator", PropertyKind::Text },
+    { open_document_meta, "generator", nullptr, spotlight_keys::creator, PropertyKind::Text },
     // OpenDocument: page count from the document's statistics.
-    { open_document_meta, "document-statistic", "page-count", "kMDItemNumberOfPages", PropertyKind::Number },
+    { open_document_meta, "document-statistic", "page-count", spotlight_keys::number_of_pages, PropertyKind::Number },
     // The documents' own creation and save times are left out: a Mac
     // dates a document's content by the file, as it came onto the volume.
 };
@@ -79,7 +80,7 @@ const PropertyField property_fields[] = {
 // In OpenDocument, dc:creator names the last person to save the document;
 // in Office Open XML it names the author. One element, two meanings.
 const PropertyField open_document_last_editor = {
-    dublin_core, "creator", nullptr, "kMDItemEditors", PropertyKind::TextArray
+    dublin_core, "creator", nullptr, spotlight_keys::editors, PropertyKind::TextArray
 };
 
 bool has_value(const ImportedValues &values, const QString &key)

@@ -3,6 +3,7 @@
 #include "content_importer_keys.h"
 #include "importer_reading.h"
 #include "descriptor_bytes.h"
+#include "spotlight_keys.h"
 
 #include <poppler-qt6.h>
 
@@ -28,13 +29,13 @@ struct InfoField
 
 const InfoField info_fields[] = {
     // The document's own title, not its file name.
-    { "Title", "kMDItemTitle", InfoKind::Text },
+    { "Title", spotlight_keys::title, InfoKind::Text },
     // The person who wrote the content, kept whole: no separator is agreed.
-    { "Author", "kMDItemAuthors", InfoKind::TextArray },
+    { "Author", spotlight_keys::authors, InfoKind::TextArray },
     // The application the content was authored in.
-    { "Creator", "kMDItemCreator", InfoKind::Text },
+    { "Creator", spotlight_keys::creator, InfoKind::Text },
     // The application that wrote the PDF from it.
-    { "Producer", "kMDItemEncodingApplications", InfoKind::TextArray },
+    { "Producer", spotlight_keys::encoding_applications, InfoKind::TextArray },
     // The document's own CreationDate and ModDate are left out: a Mac
     // dates a PDF's content by the file, as it came onto the volume.
 };
@@ -80,15 +81,15 @@ ImportedValues PdfImporter::import(int fd, const QString &) const
     // the library holds no parsed document to ask (asking its version
     // crashes).
     if (document->isLocked()) {
-        values.emplace_back(QStringLiteral("kMDItemSecurityMethod"),
+        values.emplace_back(QLatin1String(spotlight_keys::security_method),
                             MetadataValue::from_text(QStringLiteral("Password Encrypted")));
         return values;
     }
     const Poppler::Document::PdfVersion version = document->getPdfVersion();
     if (version.major > 0)
-        values.emplace_back(QStringLiteral("kMDItemVersion"),
+        values.emplace_back(QLatin1String(spotlight_keys::version),
                             MetadataValue::from_text(QStringLiteral("%1.%2").arg(version.major).arg(version.minor)));
-    values.emplace_back(QStringLiteral("kMDItemSecurityMethod"),
+    values.emplace_back(QLatin1String(spotlight_keys::security_method),
                         MetadataValue::from_text(document->isEncrypted() ? QStringLiteral("Password Encrypted")
                                                                           : QStringLiteral("None")));
 
@@ -111,13 +112,13 @@ ImportedValues PdfImporter::import(int fd, const QString &) const
 
     const int pages = document->numPages();
     if (pages > 0) {
-        values.emplace_back(QStringLiteral("kMDItemNumberOfPages"), MetadataValue::from_number(pages));
+        values.emplace_back(QLatin1String(spotlight_keys::number_of_pages), MetadataValue::from_number(pages));
         if (const std::unique_ptr<Poppler::Page> first = document->page(0)) {
             // Points, as the page's media box gives them.
             const QSizeF size = first->pageSizeF();
             if (size.width() > 0 && size.height() > 0) {
-                values.emplace_back(QStringLiteral("kMDItemPageWidth"), MetadataValue::from_number(size.width()));
-                values.emplace_back(QStringLiteral("kMDItemPageHeight"), MetadataValue::from_number(size.height()));
+                values.emplace_back(QLatin1String(spotlight_keys::page_width), MetadataValue::from_number(size.width()));
+                values.emplace_back(QLatin1String(spotlight_keys::page_height), MetadataValue::from_number(size.height()));
             }
         }
     }

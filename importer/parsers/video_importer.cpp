@@ -5,6 +5,7 @@
 #include "content_signature.h"
 #include "importer_reading.h"
 #include "descriptor_bytes.h"
+#include "spotlight_keys.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -111,9 +112,9 @@ struct CaptureEntry
 
 const CaptureEntry capture_entries[] = {
     // Maker of the camera or phone.
-    { "kMDItemAcquisitionMake", { "com.apple.quicktime.make", "make" } },
+    { spotlight_keys::acquisition_make, { "com.apple.quicktime.make", "make" } },
     // Its model name.
-    { "kMDItemAcquisitionModel", { "com.apple.quicktime.model", "model" } },
+    { spotlight_keys::acquisition_model, { "com.apple.quicktime.model", "model" } },
 };
 
 // The place of capture as ISO 6709 text.
@@ -368,7 +369,7 @@ ImportedValues VideoImporter::import(int fd, const QString &content_type) const
     avformat_find_stream_info(format.get(), nullptr);
 
     if (format->duration > 0)
-        values.emplace_back(QStringLiteral("kMDItemDurationSeconds"),
+        values.emplace_back(QLatin1String(spotlight_keys::duration_seconds),
                             MetadataValue::from_number(double(format->duration) / AV_TIME_BASE));
 
     // A viewer names the picture's codecs first, then the sound's, then
@@ -397,23 +398,23 @@ ImportedValues VideoImporter::import(int fd, const QString &content_type) const
             group.push_back(item);
     }
     if (picture && picture->width > 0 && picture->height > 0) {
-        values.emplace_back(QStringLiteral("kMDItemPixelWidth"), MetadataValue::from_number(picture->width));
-        values.emplace_back(QStringLiteral("kMDItemPixelHeight"), MetadataValue::from_number(picture->height));
+        values.emplace_back(QLatin1String(spotlight_keys::pixel_width), MetadataValue::from_number(picture->width));
+        values.emplace_back(QLatin1String(spotlight_keys::pixel_height), MetadataValue::from_number(picture->height));
     }
     std::vector<MetadataValue> named = std::move(codecs[0]);
     named.insert(named.end(), codecs[1].begin(), codecs[1].end());
     named.insert(named.end(), codecs[2].begin(), codecs[2].end());
     if (!named.empty())
-        values.emplace_back(QStringLiteral("kMDItemCodecs"), MetadataValue::from_array(std::move(named)));
+        values.emplace_back(QLatin1String(spotlight_keys::codecs), MetadataValue::from_array(std::move(named)));
     // Bits per second, as the container's sample tables add them up.
     if (picture && picture->bit_rate > 0)
-        values.emplace_back(QStringLiteral("kMDItemVideoBitRate"), MetadataValue::from_number(double(picture->bit_rate)));
+        values.emplace_back(QLatin1String(spotlight_keys::video_bit_rate), MetadataValue::from_number(double(picture->bit_rate)));
     if (format->bit_rate > 0)
-        values.emplace_back(QStringLiteral("kMDItemTotalBitRate"), MetadataValue::from_number(double(format->bit_rate)));
+        values.emplace_back(QLatin1String(spotlight_keys::total_bit_rate), MetadataValue::from_number(double(format->bit_rate)));
     // The sound in whole kilobits per second, as a Mac gives it (a track of
     // 64.6 kbit/s is 64).
     if (sound && sound->bit_rate >= 1000)
-        values.emplace_back(QStringLiteral("kMDItemAudioBitRate"),
+        values.emplace_back(QLatin1String(spotlight_keys::audio_bit_rate),
                             MetadataValue::from_number(double(sound->bit_rate / 1000)));
 
     for (const CaptureEntry &entry : capture_entries) {
@@ -425,10 +426,10 @@ ImportedValues VideoImporter::import(int fd, const QString &content_type) const
     }
     if (const AVDictionaryEntry *found = first_entry(format->metadata, location_names, std::size(location_names))) {
         if (const std::optional<Place> place = iso6709_place(QString::fromUtf8(found->value))) {
-            values.emplace_back(QStringLiteral("kMDItemLatitude"), MetadataValue::from_number(place->latitude));
-            values.emplace_back(QStringLiteral("kMDItemLongitude"), MetadataValue::from_number(place->longitude));
+            values.emplace_back(QLatin1String(spotlight_keys::latitude), MetadataValue::from_number(place->latitude));
+            values.emplace_back(QLatin1String(spotlight_keys::longitude), MetadataValue::from_number(place->longitude));
             if (place->altitude)
-                values.emplace_back(QStringLiteral("kMDItemAltitude"), MetadataValue::from_number(*place->altitude));
+                values.emplace_back(QLatin1String(spotlight_keys::altitude), MetadataValue::from_number(*place->altitude));
         }
     }
     // The phone's moment of capture, else the movie header's creation time,
@@ -439,6 +440,6 @@ ImportedValues VideoImporter::import(int fd, const QString &content_type) const
     if (const AVDictionaryEntry *header = av_dict_get(format->metadata, "creation_time", nullptr, 0); !created && header)
         created = iso_time_seconds(QString::fromUtf8(header->value));
     if (created)
-        values.emplace_back(QStringLiteral("kMDItemContentCreationDate"), MetadataValue::from_date(*created));
+        values.emplace_back(QLatin1String(spotlight_keys::content_creation_date), MetadataValue::from_date(*created));
     return values;
 }

@@ -6,6 +6,7 @@
 #include "property_list_value.h"
 #include "content/file_content.h"
 #include "type_identity/type_identity.h"
+#include "spotlight_keys.h"
 
 #include <QVarLengthArray>
 #include <QtEndian>
@@ -71,19 +72,19 @@ private:
 };
 
 const FileMetadataItem::DerivedKey FileMetadataItem::derived_keys[] = {
-    {"kMDItemFSName", &FileMetadataItem::name},
-    {"kMDItemDisplayName", &FileMetadataItem::name},
-    {"kMDItemPath", &FileMetadataItem::full_path},
-    {"kMDItemFSSize", &FileMetadataItem::size},
-    {"kMDItemFSCreationDate", &FileMetadataItem::creation_date},
-    {"kMDItemContentCreationDate", &FileMetadataItem::creation_date},
-    {"kMDItemFSContentChangeDate", &FileMetadataItem::modification_date},
-    {"kMDItemContentModificationDate", &FileMetadataItem::modification_date},
-    {"kMDItemFSOwnerUserID", &FileMetadataItem::owner_user_id},
-    {"kMDItemFSOwnerGroupID", &FileMetadataItem::owner_group_id},
-    {"kMDItemLastUsedDate", &FileMetadataItem::last_used_date},
-    {"kMDItemUserTags", &FileMetadataItem::user_tags},
-    {"kMDItemWhereFroms", &FileMetadataItem::where_froms},
+    {spotlight_keys::fs_name, &FileMetadataItem::name},
+    {spotlight_keys::display_name, &FileMetadataItem::name},
+    {spotlight_keys::path, &FileMetadataItem::full_path},
+    {spotlight_keys::fs_size, &FileMetadataItem::size},
+    {spotlight_keys::fs_creation_date, &FileMetadataItem::creation_date},
+    {spotlight_keys::content_creation_date, &FileMetadataItem::creation_date},
+    {spotlight_keys::fs_content_change_date, &FileMetadataItem::modification_date},
+    {spotlight_keys::content_modification_date, &FileMetadataItem::modification_date},
+    {spotlight_keys::fs_owner_user_id, &FileMetadataItem::owner_user_id},
+    {spotlight_keys::fs_owner_group_id, &FileMetadataItem::owner_group_id},
+    {spotlight_keys::last_used_date, &FileMetadataItem::last_used_date},
+    {spotlight_keys::user_tags, &FileMetadataItem::user_tags},
+    {spotlight_keys::where_froms, &FileMetadataItem::where_froms},
 };
 
 MetadataValue FileMetadataItem::copy_attribute(const QString &key)
@@ -212,7 +213,7 @@ MetadataValue FileMetadataItem::user_tags() const
         return value;
     };
     QByteArray finder_name = metadata_prefix.toByteArray();
-    finder_name += "_kMDItemUserTags";
+    finder_name += spotlight_keys::internal_user_tags;
     if (const std::optional<QByteArray> stored = read_macos_attribute(finder_name)) {
         MetadataValue tags = without_colour(property_list_value(*stored));
         for (MetadataValue &tag : tags.items)

@@ -1,6 +1,7 @@
 #include "spotlight_tables.h"
 
 #include "spotlight_bytes.h"
+#include "spotlight_keys.h"
 
 bool SpotlightTables::add_property(quint32 number, SpotlightByteReader &entry)
 {
@@ -9,7 +10,7 @@ bool SpotlightTables::add_property(quint32 number, SpotlightByteReader &entry)
     if (!entry.read_u8(property.type) || !entry.read_u8(property.flags) || !entry.read_cstring(name))
         return false;
     property.name = QString::fromUtf8(name);
-    property.is_file_name = name == "_kMDItemFileName";
+    property.is_file_name = name == spotlight_keys::internal_file_name;
     ++property_count_;
     if (number >= dense_limit) {
         sparse_properties_.insert(number, property);

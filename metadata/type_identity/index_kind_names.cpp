@@ -1,6 +1,7 @@
 #include "index_kind_names.h"
 
 #include "spotlight_index/spotlight_volume_index.h"
+#include "spotlight_keys.h"
 
 IndexKindNames::IndexKindNames(SpotlightVolumeIndex &index, qsizetype max_items)
     : index_(index), max_items_(max_items)
@@ -20,10 +21,10 @@ QString IndexKindNames::kind_of(const QString &content_type)
     qsizetype read = position_;
     position_ = index_.visit_items(position_, [&](const std::optional<SpotlightItemRecord> &record) {
         if (record) {
-            const MetadataValue type = record->value(QStringLiteral("kMDItemContentType"));
+            const MetadataValue type = record->value(QLatin1String(spotlight_keys::content_type));
             // The first item of a type sets its kind: items of one type share it.
             if (type.kind == MetadataValue::Kind::Text && !type.text.isEmpty() && !kinds_.contains(type.text)) {
-                const MetadataValue kind = record->value(QStringLiteral("kMDItemKind"));
+                const MetadataValue kind = record->value(QLatin1String(spotlight_keys::kind));
                 if (kind.kind == MetadataValue::Kind::Text && !kind.text.isEmpty()) {
                     kinds_.insert(type.text, kind.text);
                     found = type.text == content_type;

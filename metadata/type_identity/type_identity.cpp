@@ -2,6 +2,7 @@
 
 #include "executable_architectures.h"
 #include "kind_names.h"
+#include "spotlight_keys.h"
 
 #include <QFile>
 
@@ -159,15 +160,14 @@ MetadataValue TypeIdentityItem::executable_architectures() const
 
 std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
 {
-    if (!key.startsWith(QLatin1String("kMDItem")))
+    if (!key.startsWith(QLatin1String(spotlight_keys::prefix)))
         return std::nullopt;
-    const QStringView name = QStringView(key).mid(7);
 
-    if (name == QLatin1String("ContentType")) {
+    if (key == QLatin1String(spotlight_keys::content_type)) {
         const ContentType *type = content_type();
         return type ? MetadataValue::from_text(type->identifier) : MetadataValue::null_value();
     }
-    if (name == QLatin1String("ContentTypeTree")) {
+    if (key == QLatin1String(spotlight_keys::content_type_tree)) {
         const ContentType *type = content_type();
         if (!type)
             return MetadataValue::null_value();
@@ -176,74 +176,74 @@ std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
             tree.push_back(MetadataValue::from_text(identifier));
         return MetadataValue::from_array(std::move(tree));
     }
-    if (name == QLatin1String("Kind")) {
+    if (key == QLatin1String(spotlight_keys::kind)) {
         const ContentType *type = content_type();
         return type ? MetadataValue::from_text(identity_.kind_of(*type)) : MetadataValue::null_value();
     }
-    if (name == QLatin1String("DisplayName"))
+    if (key == QLatin1String(spotlight_keys::display_name))
         return display_name();
-    if (name == QLatin1String("CFBundleIdentifier"))
+    if (key == QLatin1String(spotlight_keys::cf_bundle_identifier))
         return bundle_info() ? text_or_null(bundle_info()->identifier) : MetadataValue::null_value();
-    if (name == QLatin1String("Version"))
+    if (key == QLatin1String(spotlight_keys::version))
         return bundle_info() ? text_or_null(bundle_info()->short_version) : MetadataValue::null_value();
-    if (name == QLatin1String("Copyright"))
+    if (key == QLatin1String(spotlight_keys::copyright))
         return bundle_info() ? text_or_null(bundle_info()->copyright) : MetadataValue::null_value();
-    if (name == QLatin1String("ExecutablePlatform"))
+    if (key == QLatin1String(spotlight_keys::executable_platform))
         return bundle_info() && bundle_info()->requires_iphone_os ? MetadataValue::from_text(QLatin1String(iphone_os_platform))
                                                                   : MetadataValue::null_value();
-    if (name == QLatin1String("ExecutableArchitectures"))
+    if (key == QLatin1String(spotlight_keys::executable_architectures))
         return executable_architectures();
 
-    if (name == QLatin1String("FSTypeCode") || name == QLatin1String("FSCreatorCode")) {
-        const bool type_code = name == QLatin1String("FSTypeCode");
+    if (key == QLatin1String(spotlight_keys::fs_type_code) || key == QLatin1String(spotlight_keys::fs_creator_code)) {
+        const bool type_code = key == QLatin1String(spotlight_keys::fs_type_code);
         return finder_fact(MetadataValue::from_text(QStringLiteral("")), [type_code](const FinderInfo &info) {
             return MetadataValue::from_text(type_code ? info.type_code : info.creator_code);
         });
     }
-    if (name == QLatin1String("FSFinderFlags"))
+    if (key == QLatin1String(spotlight_keys::fs_finder_flags))
         return finder_fact(MetadataValue::from_number(0),
                            [](const FinderInfo &info) { return MetadataValue::from_number(info.flags); });
-    if (name == QLatin1String("FSLabel"))
+    if (key == QLatin1String(spotlight_keys::fs_label))
         return finder_fact(MetadataValue::from_number(0),
                            [](const FinderInfo &info) { return MetadataValue::from_number(info.label()); });
-    if (name == QLatin1String("FSInvisible")) {
+    if (key == QLatin1String(spotlight_keys::fs_invisible)) {
         // A name starting with a dot hides a file whatever the Finder says.
         if (name_.startsWith(QLatin1Char('.')))
             return yes_no(true);
         return finder_flag(&FinderInfo::is_invisible);
     }
-    if (name == QLatin1String("FSIsExtensionHidden"))
+    if (key == QLatin1String(spotlight_keys::fs_is_extension_hidden))
         return finder_flag(&FinderInfo::is_extension_hidden);
     // Shown only when set: a clear flag is no value at all, as mdls lists it.
-    if (name == QLatin1String("FSHasCustomIcon"))
+    if (key == QLatin1String(spotlight_keys::fs_has_custom_icon))
         return set_finder_flag(&FinderInfo::has_custom_icon);
-    if (name == QLatin1String("FSIsStationery"))
+    if (key == QLatin1String(spotlight_keys::fs_is_stationery))
         return set_finder_flag(&FinderInfo::is_stationery);
-    if (name == QLatin1String("DateAdded")) {
+    if (key == QLatin1String(spotlight_keys::date_added)) {
         if (finder_state() != FinderState::Present || finder_info_.date_added == 0)
             return MetadataValue::null_value();
         return MetadataValue::from_date(double(finder_info_.date_added));
     }
 
-    if (name == QLatin1String("FSNodeCount"))
+    if (key == QLatin1String(spotlight_keys::fs_node_count))
         return node_count();
     // The identifier the Mac gives a document that an application asked to
     // track across saves; a mounted volume shows none, which the Mac lists
     // as 0 for a file.
-    if (name == QLatin1String("DocumentIdentifier"))
+    if (key == QLatin1String(spotlight_keys::document_identifier))
         return facts_.mode && S_ISREG(*facts_.mode) ? MetadataValue::from_number(0) : MetadataValue::null_value();
     const bool regular = facts_.mode && S_ISREG(*facts_.mode);
-    if (name == QLatin1String("LogicalSize"))
+    if (key == QLatin1String(spotlight_keys::logical_size))
         return regular && facts_.size ? MetadataValue::from_number(double(*facts_.size))
                                       : MetadataValue::null_value();
-    if (name == QLatin1String("PhysicalSize"))
+    if (key == QLatin1String(spotlight_keys::physical_size))
         return regular && facts_.allocated_blocks ? MetadataValue::from_number(double(*facts_.allocated_blocks) * 512)
                                                   : MetadataValue::null_value();
     // Access as the file's owner has it, which is how the examined Mac's
     // user saw their own files.
-    if (name == QLatin1String("FSIsReadable"))
+    if (key == QLatin1String(spotlight_keys::fs_is_readable))
         return facts_.mode ? yes_no(*facts_.mode & S_IRUSR) : MetadataValue::null_value();
-    if (name == QLatin1String("FSIsWriteable"))
+    if (key == QLatin1String(spotlight_keys::fs_is_writeable))
         return facts_.mode ? yes_no(*facts_.mode & S_IWUSR) : MetadataValue::null_value();
     return std::nullopt;
 }

@@ -1,5 +1,7 @@
 #include "attribute_keys.h"
 
+#include "spotlight_keys.h"
+
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -7,26 +9,26 @@
 QStringList AttributeKeys::default_keys()
 {
     return {
-        QStringLiteral("kMDItemFSName"),
-        QStringLiteral("kMDItemDisplayName"),
-        QStringLiteral("kMDItemPath"),
-        QStringLiteral("kMDItemFSSize"),
-        QStringLiteral("kMDItemFSCreationDate"),
-        QStringLiteral("kMDItemFSContentChangeDate"),
-        QStringLiteral("kMDItemContentCreationDate"),
-        QStringLiteral("kMDItemContentModificationDate"),
-        QStringLiteral("kMDItemLastUsedDate"),
-        QStringLiteral("kMDItemUsedDates"),
-        QStringLiteral("kMDItemUseCount"),
-        QStringLiteral("kMDItemDateAdded"),
-        QStringLiteral("kMDItemWhereFroms"),
-        QStringLiteral("kMDItemUserTags"),
-        QStringLiteral("kMDItemKind"),
-        QStringLiteral("kMDItemContentType"),
-        QStringLiteral("kMDItemFSOwnerUserID"),
-        QStringLiteral("kMDItemFSOwnerGroupID"),
-        QStringLiteral("kMDItemAuthors"),
-        QStringLiteral("kMDItemTitle"),
+        QLatin1String(spotlight_keys::fs_name),
+        QLatin1String(spotlight_keys::display_name),
+        QLatin1String(spotlight_keys::path),
+        QLatin1String(spotlight_keys::fs_size),
+        QLatin1String(spotlight_keys::fs_creation_date),
+        QLatin1String(spotlight_keys::fs_content_change_date),
+        QLatin1String(spotlight_keys::content_creation_date),
+        QLatin1String(spotlight_keys::content_modification_date),
+        QLatin1String(spotlight_keys::last_used_date),
+        QLatin1String(spotlight_keys::used_dates),
+        QLatin1String(spotlight_keys::use_count),
+        QLatin1String(spotlight_keys::date_added),
+        QLatin1String(spotlight_keys::where_froms),
+        QLatin1String(spotlight_keys::user_tags),
+        QLatin1String(spotlight_keys::kind),
+        QLatin1String(spotlight_keys::content_type),
+        QLatin1String(spotlight_keys::fs_owner_user_id),
+        QLatin1String(spotlight_keys::fs_owner_group_id),
+        QLatin1String(spotlight_keys::authors),
+        QLatin1String(spotlight_keys::title),
     };
 }
 

@@ -1,5 +1,7 @@
 #include "synthetic_spotlight_store.h"
 
+#include "spotlight_keys.h"
+
 #include <QtEndian>
 
 #include <lz4.h>
@@ -83,27 +85,27 @@ const QList<Property> &properties()
     // Types: 0x0b text, 0x0c date, 0x06 and 0x07 integers, 0x08 unsigned,
     // 0x00 flag, 0x0e raw bytes. Flags 0x02: several values.
     static const QList<Property> properties = {
-        {1, 0x0b, 0x4c, "_kMDItemFileName"},
-        {2, 0x0b, 0x40, "kMDItemDisplayName"},
+        {1, 0x0b, 0x4c, spotlight_keys::internal_file_name},
+        {2, 0x0b, 0x40, spotlight_keys::display_name},
         {3, 0x08, 0x0e, "kMDStoreAccumulatedSizes"},
-        {4, 0x0b, 0x00, "kMDItemContentType"},
-        {5, 0x0c, 0x00, "kMDItemContentCreationDate"},
-        {6, 0x0c, 0x00, "kMDItemContentModificationDate"},
-        {7, 0x0c, 0x00, "kMDItemDateAdded"},
-        {8, 0x07, 0x00, "kMDItemLogicalSize"},
-        {9, 0x07, 0x00, "kMDItemPhysicalSize"},
-        {10, 0x06, 0x00, "kMDItemFSOwnerUserID"},
-        {11, 0x0b, 0x00, "kMDItemKind"},
-        {12, 0x0c, 0x00, "kMDItemLastUsedDate"},
-        {13, 0x0c, 0x02, "kMDItemUsedDates"},
-        {14, 0x06, 0x00, "kMDItemUseCount"},
-        {15, 0x0b, 0x02, "kMDItemWhereFroms"},
-        {16, 0x0b, 0x02, "kMDItemUserTags"},
-        {17, 0x0b, 0x02, "kMDItemAuthors"},
-        {18, 0x0b, 0x00, "kMDItemTitle"},
-        {19, 0x00, 0x00, "_kMDItemTextContentIndexExists"},
-        {20, 0x0b, 0x02, "kMDItemContentTypeTree"},
-        {21, 0x0e, 0x00, "_kMDItemContentDigest"},
+        {4, 0x0b, 0x00, spotlight_keys::content_type},
+        {5, 0x0c, 0x00, spotlight_keys::content_creation_date},
+        {6, 0x0c, 0x00, spotlight_keys::content_modification_date},
+        {7, 0x0c, 0x00, spotlight_keys::date_added},
+        {8, 0x07, 0x00, spotlight_keys::logical_size},
+        {9, 0x07, 0x00, spotlight_keys::physical_size},
+        {10, 0x06, 0x00, spotlight_keys::fs_owner_user_id},
+        {11, 0x0b, 0x00, spotlight_keys::kind},
+        {12, 0x0c, 0x00, spotlight_keys::last_used_date},
+        {13, 0x0c, 0x02, spotlight_keys::used_dates},
+        {14, 0x06, 0x00, spotlight_keys::use_count},
+        {15, 0x0b, 0x02, spotlight_keys::where_froms},
+        {16, 0x0b, 0x02, spotlight_keys::user_tags},
+        {17, 0x0b, 0x02, spotlight_keys::authors},
+        {18, 0x0b, 0x00, spotlight_keys::title},
+        {19, 0x00, 0x00, spotlight_keys::internal_text_content_index_exists},
+        {20, 0x0b, 0x02, spotlight_keys::content_type_tree},
+        {21, 0x0e, 0x00, spotlight_keys::internal_content_digest},
     };
     return properties;
 }
