@@ -90,9 +90,7 @@ std::optional<Received> receive_with_descriptor(int socket, qsizetype max_size)
     received.bytes.resize(import_protocol::length_size);
     if (!receive_exactly(socket, received.bytes.data(), import_protocol::length_size, received.passed))
         return std::nullopt;
-    std::uint32_t size = 0;
-    for (int i = import_protocol::length_size - 1; i >= 0; --i)
-        size = (size << 8) | static_cast<unsigned char>(received.bytes[i]);
+    const std::uint32_t size = import_protocol::u32_at(received.bytes, 0);
     if (qsizetype(size) > max_size)
         return std::nullopt;
     received.bytes.resize(import_protocol::length_size + qsizetype(size));

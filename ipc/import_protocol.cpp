@@ -1,5 +1,7 @@
 #include "import_protocol.h"
 
+#include <QtEndian>
+
 #include <cmath>
 #include <cstring>
 
@@ -7,16 +9,14 @@ namespace import_protocol {
 
 void put_u32(QByteArray &out, std::uint32_t value)
 {
-    for (int shift = 0; shift < 32; shift += 8)
-        out.append(char((value >> shift) & 0xff));
+    char bytes[4];
+    qToLittleEndian(value, bytes);
+    out.append(bytes, sizeof bytes);
 }
 
 std::uint32_t u32_at(QByteArrayView bytes, qsizetype at)
 {
-    std::uint32_t value = 0;
-    for (qsizetype i = 3; i >= 0; --i)
-        value = (value << 8) | static_cast<unsigned char>(bytes[at + i]);
-    return value;
+    return qFromLittleEndian<quint32>(bytes.data() + at);
 }
 
 namespace {
@@ -26,8 +26,9 @@ enum class WireKind : std::uint8_t { Text = 1, Number = 2, Date = 3, Array = 4 }
 
 void put_u16(QByteArray &out, std::uint16_t value)
 {
-    out.append(char(value & 0xff));
-    out.append(char(value >> 8));
+    char bytes[2];
+    qToLittleEndian(value, bytes);
+    out.append(bytes, sizeof bytes);
 }
 
 void put_double(QByteArray &out, double value)
@@ -54,11 +55,18 @@ public:
             failed_ = true;
             return 0;
         }
-        std::uint64_t value = 0;
-        for (int i = size - 1; i >= 0; --i)
-            value = (value << 8) | static_cast<unsigned char>(bytes_[position_ + i]);
+        const char *at = bytes_.data() + position_;
         position_ += size;
-        return value;
+        switch (size) {
+        case 1:
+            return static_cast<unsigned char>(*at);
+        case 2:
+            return qFromLittleEndian<quint16>(at);
+        case 4:
+            return qFromLittleEndian<quint32>(at);
+        default:
+            return qFromLittleEndian<quint64>(at);
+        }
     }
 
     double double_field()

@@ -17,7 +17,8 @@ const QString caller_text = QStringLiteral(
 
 constexpr int progress_period = 100;
 
-// A column value as text; NULL and a missing column read as empty text.
+// A column value as text; NULL and a missing column give no text (a null
+// string), which the run skips as it skips an empty record number.
 QString column_text(const QSqlQuery &query, int column)
 {
     return column < 0 ? QString() : query.value(column).toString();
