@@ -1,7 +1,5 @@
 #include "audio_importer.h"
 
-#include "content_importer_keys.h"
-#include "importer_reading.h"
 #include "descriptor_stream.h"
 #include "spotlight_keys.h"
 
@@ -153,18 +151,6 @@ int kilobits_per_second(TagLib::File &file, Container container, const TagLib::A
 QString AudioImporter::name() const
 {
     return QStringLiteral("audio");
-}
-
-bool AudioImporter::reads(const QString &content_type) const
-{
-    // A type of the table without a parser here gives nothing, which the
-    // samples' test shows.
-    return reading_importer_of(content_type) == name();
-}
-
-QStringList AudioImporter::keys() const
-{
-    return audio_importer_keys();
 }
 
 ImportedValues AudioImporter::import(int fd, const QString &content_type) const

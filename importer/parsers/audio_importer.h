@@ -9,8 +9,6 @@ class AudioImporter : public ContentImporter
 {
 public:
     QString name() const override;
-    bool reads(const QString &content_type) const override;
-    QStringList keys() const override;
     ImportedValues import(int fd, const QString &content_type) const override;
 };
 

@@ -1,8 +1,6 @@
 #include "image_importer.h"
 
 #include "content_dates.h"
-#include "content_importer_keys.h"
-#include "importer_reading.h"
 #include "descriptor_bytes.h"
 #include "heif_image_facts.h"
 #include "spotlight_keys.h"
@@ -430,16 +428,6 @@ ImageImporter::ImageImporter()
 QString ImageImporter::name() const
 {
     return QStringLiteral("image");
-}
-
-bool ImageImporter::reads(const QString &content_type) const
-{
-    return reading_importer_of(content_type) == name();
-}
-
-QStringList ImageImporter::keys() const
-{
-    return image_importer_keys();
 }
 
 ImportedValues ImageImporter::import(int fd, const QString &content_type) const

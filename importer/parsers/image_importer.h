@@ -12,8 +12,6 @@ public:
     ImageImporter();
 
     QString name() const override;
-    bool reads(const QString &content_type) const override;
-    QStringList keys() const override;
     ImportedValues import(int fd, const QString &content_type) const override;
 };
 

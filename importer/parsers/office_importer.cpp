@@ -1,7 +1,5 @@
 #include "office_importer.h"
 
-#include "content_importer_keys.h"
-#include "importer_reading.h"
 #include "descriptor_bytes.h"
 #include "zip_archive.h"
 #include "spotlight_keys.h"
@@ -162,16 +160,6 @@ bool listed(const char *const (&types)[3], const QString &content_type)
 QString OfficeImporter::name() const
 {
     return QStringLiteral("office");
-}
-
-bool OfficeImporter::reads(const QString &content_type) const
-{
-    return reading_importer_of(content_type) == name();
-}
-
-QStringList OfficeImporter::keys() const
-{
-    return office_importer_keys();
 }
 
 ImportedValues OfficeImporter::import(int fd, const QString &content_type) const

@@ -10,8 +10,6 @@ class OfficeImporter : public ContentImporter
 {
 public:
     QString name() const override;
-    bool reads(const QString &content_type) const override;
-    QStringList keys() const override;
     ImportedValues import(int fd, const QString &content_type) const override;
 };
 

@@ -1,7 +1,5 @@
 #include "pdf_importer.h"
 
-#include "content_importer_keys.h"
-#include "importer_reading.h"
 #include "descriptor_bytes.h"
 #include "spotlight_keys.h"
 
@@ -55,16 +53,6 @@ PdfImporter::PdfImporter()
 QString PdfImporter::name() const
 {
     return QStringLiteral("pdf");
-}
-
-bool PdfImporter::reads(const QString &content_type) const
-{
-    return reading_importer_of(content_type) == name();
-}
-
-QStringList PdfImporter::keys() const
-{
-    return pdf_importer_keys();
 }
 
 ImportedValues PdfImporter::import(int fd, const QString &) const

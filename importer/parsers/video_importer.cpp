@@ -1,9 +1,7 @@
 #include "video_importer.h"
 
 #include "content_dates.h"
-#include "content_importer_keys.h"
 #include "content_signature.h"
-#include "importer_reading.h"
 #include "descriptor_bytes.h"
 #include "spotlight_keys.h"
 
@@ -295,16 +293,6 @@ VideoImporter::VideoImporter()
 QString VideoImporter::name() const
 {
     return QStringLiteral("video");
-}
-
-bool VideoImporter::reads(const QString &content_type) const
-{
-    return reading_importer_of(content_type) == name();
-}
-
-QStringList VideoImporter::keys() const
-{
-    return video_importer_keys();
 }
 
 ImportedValues VideoImporter::import(int fd, const QString &content_type) const

@@ -11,8 +11,6 @@ public:
     VideoImporter();
 
     QString name() const override;
-    bool reads(const QString &content_type) const override;
-    QStringList keys() const override;
     ImportedValues import(int fd, const QString &content_type) const override;
 };
 
