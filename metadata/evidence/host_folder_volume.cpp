@@ -269,7 +269,7 @@ private:
     }
 
     const HostSystemCalls &calls_;
-    const std::optional<QByteArray> &root_path_;
+    const std::optional<QByteArray> root_path_;
     const FileFacts facts_;
     const UniqueFd looked_;
     const UniqueFd opened_;
