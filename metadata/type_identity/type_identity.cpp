@@ -171,6 +171,9 @@ std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
     if (name == QLatin1String("FSIsStationery"))
         return finder_flag(&FinderInfo::is_stationery);
     if (name == QLatin1String("DateAdded")) {
+        // A volume read from its image records it beside the object itself.
+        if (facts_.added_time)
+            return MetadataValue::from_date(*facts_.added_time);
         if (finder_state() != FinderState::Present || finder_info_.date_added == 0)
             return MetadataValue::null_value();
         return MetadataValue::from_date(double(finder_info_.date_added));
