@@ -359,9 +359,41 @@ void tst_image_volume::disks_e01_and_partitions_are_recognised_by_content()
 
 void tst_image_volume::several_volumes_are_named_by_their_first_component()
 {
-    // Two partitions of one disk: the macOS 12 disk's map, pointing its
-    // second entry at a copy of the same volume laid after the first.
-    QSKIP("no fixture with several volumes");
+    // The macOS 12 disk (an HFS+ partition, "TestVolume") with the APFS
+    // container ("apfs_test") laid after it and listed as a second partition.
+    QFile disk_file(disk_12);
+    QFile container_file(apfs);
+    QVERIFY(disk_file.open(QIODevice::ReadOnly) && container_file.open(QIODevice::ReadOnly));
+    QByteArray disk = disk_file.readAll();
+    const QByteArray container = container_file.readAll();
+    const quint64 first = quint64(disk.size()) / 512;
+    const quint64 last = first + quint64(container.size()) / 512 - 1;
+    disk.append(container);
+    // The entries start at sector 2; each is 128 bytes; the second one's type,
+    // then its first and last sector, little-endian.
+    const qsizetype entry = 2 * 512 + 128;
+    QCOMPARE(disk.mid(entry, 16), QByteArray(16, '\0'));
+    disk.replace(entry, 16, QByteArray(16, '\x7c'));
+    for (int byte = 0; byte < 8; ++byte) {
+        disk[entry + 32 + byte] = char((first >> (8 * byte)) & 0xff);
+        disk[entry + 40 + byte] = char((last >> (8 * byte)) & 0xff);
+    }
+    QTemporaryDir folder;
+    QFile combined(folder.filePath("two-volumes.img"));
+    QVERIFY(combined.open(QIODevice::WriteOnly) && combined.write(disk) == disk.size());
+    combined.close();
+
+    const ImageVolume volume(combined.fileName(), {}, reader);
+    const std::unique_ptr<EvidenceObject> root = volume.open_directory("");
+    QVERIFY(root);
+    QCOMPARE(root->entries(10), std::optional<QList<QByteArray>>({"TestVolume", "apfs_test"}));
+    QCOMPARE(volume.look_at("TestVolume/LICENSE").value_or(FileFacts()).number, std::optional<std::uint64_t>(18));
+    QCOMPARE(volume.look_at("apfs_test/a_directory/a_file").value_or(FileFacts()).number,
+             std::optional<std::uint64_t>(17));
+    // Without its volume's name, a path names nothing.
+    QVERIFY(!volume.look_at("LICENSE"));
+    // ".." stays inside the volume it started in.
+    QCOMPARE(volume.look_at("apfs_test/../../TestVolume/LICENSE").has_value(), false);
 }
 
 void tst_image_volume::damaged_images_cost_values_not_time_data()
