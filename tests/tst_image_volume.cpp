@@ -60,6 +60,8 @@ private slots:
     void attributes_keep_their_bare_names();
     void content_is_the_same_in_both_volume_kinds_data();
     void content_is_the_same_in_both_volume_kinds();
+    void content_matches_the_folder_copy_data();
+    void content_matches_the_folder_copy();
     void links_resolve_inside_the_volume_data();
     void links_resolve_inside_the_volume();
     void unreachable_paths_give_nothing_data();
@@ -263,6 +265,24 @@ void tst_image_volume::content_is_the_same_in_both_volume_kinds()
     QCOMPARE(::pread(descriptor, handed.data(), size_t(handed.size()), 0), ssize_t(content.size()));
     QCOMPARE(handed.left(content.size()), content);
     QVERIFY(::pwrite(descriptor, "x", 1, 0) < 0);
+}
+
+void tst_image_volume::content_matches_the_folder_copy_data()
+{
+    QTest::addColumn<QByteArray>("path");
+    QTest::newRow("a document") << QByteArray("LICENSE");
+    QTest::newRow("the Finder's folder settings") << QByteArray(".DS_Store");
+}
+
+void tst_image_volume::content_matches_the_folder_copy()
+{
+    QFETCH(QByteArray, path);
+    QFile copy(QStringLiteral(VANTREL_FIXTURES_DIR "/spotlight/macos-12/") + QString::fromUtf8(path));
+    QVERIFY(copy.open(QIODevice::ReadOnly));
+    const ImageVolume volume(disk_12, {}, reader);
+    const std::optional<QByteArray> content = volume.read_small_file(path, 1 << 20);
+    QVERIFY(content);
+    QCOMPARE(*content, copy.readAll());
 }
 
 void tst_image_volume::links_resolve_inside_the_volume_data()
