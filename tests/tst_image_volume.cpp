@@ -53,6 +53,7 @@ private slots:
 
     void facts_come_from_the_image_records_data();
     void facts_come_from_the_image_records();
+    void a_link_the_host_names_leads_to_the_image();
     void facts_match_the_library_tools_data();
     void facts_match_the_library_tools();
     void folders_list_their_entries_data();
@@ -132,6 +133,15 @@ void tst_image_volume::facts_come_from_the_image_records()
         QCOMPARE(facts->owner_user_id.value_or(0), owner);
         QCOMPARE(facts->owner_group_id.value_or(0), group);
     }
+}
+
+void tst_image_volume::a_link_the_host_names_leads_to_the_image()
+{
+    QTemporaryDir folder;
+    QVERIFY(QFile::link(apfs, folder.filePath("evidence")));
+    const ImageVolume volume(folder.filePath("evidence"), {}, reader);
+    QVERIFY(volume.is_open());
+    QCOMPARE(volume.look_at("a_directory/a_file").value_or(FileFacts()).number, std::optional<std::uint64_t>(17));
 }
 
 void tst_image_volume::facts_match_the_library_tools_data()
@@ -323,6 +333,7 @@ void tst_image_volume::unreachable_paths_give_nothing_data()
     QTest::newRow("through a link to a file") << "apfs.raw" << QByteArray("a_link/x");
     QTest::newRow("a file that holds no image") << "not-an-image" << QByteArray("");
     QTest::newRow("a missing image file") << "missing.raw" << QByteArray("");
+    QTest::newRow("a link to nothing") << "dangling-link" << QByteArray("");
 }
 
 void tst_image_volume::unreachable_paths_give_nothing()
@@ -333,6 +344,7 @@ void tst_image_volume::unreachable_paths_give_nothing()
     QFile other(scratch.filePath("not-an-image"));
     QVERIFY(other.open(QIODevice::WriteOnly) && other.write(QByteArray(8192, 'x')) == 8192);
     other.close();
+    QFile::link(scratch.filePath("missing.raw"), scratch.filePath("dangling-link"));
     const ImageVolume volume(scratch.filePath(image), {}, reader);
     QCOMPARE(volume.look_at(path).has_value(), false);
     QVERIFY(!volume.open(path));

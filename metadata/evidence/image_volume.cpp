@@ -200,7 +200,12 @@ private:
 std::vector<UniqueFd> open_image_files(const QString &path)
 {
     std::vector<UniqueFd> files;
-    const QFileInfo image(path);
+    // The host names the image; a link it names is followed to the image
+    // itself, whose folder holds the segments that follow it.
+    const QString resolved = QFileInfo(path).canonicalFilePath();
+    if (resolved.isEmpty())
+        return files;
+    const QFileInfo image(resolved);
     const QByteArray folder_name = QFile::encodeName(image.absolutePath());
     const QByteArray name = QFile::encodeName(image.fileName());
     const UniqueFd folder(::open(folder_name.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
