@@ -1,6 +1,7 @@
 #include "hfs_file_system.h"
 
 #include "bfio_source.h"
+#include "hfs_catalog.h"
 #include "libyal_handle.h"
 
 #include <libfshfs.h>
@@ -38,6 +39,7 @@ std::optional<QByteArray> utf8_of(Handle *handle, SizeCall size_call, StringCall
 // its entries lives.
 struct OpenVolume
 {
+    std::shared_ptr<const ImageBytes> image;
     BfioHandle bytes;
     Volume volume;
 
@@ -141,6 +143,7 @@ public:
         if (libfshfs_file_entry_get_number_of_extended_attributes(entry_.get(), &count, error.out()) != 1 || count < 0)
             return std::nullopt;
         QByteArray names;
+        bool finder_info_listed = false;
         for (int index = 0; index < count; ++index) {
             Attribute attribute;
             if (libfshfs_file_entry_get_extended_attribute_by_index(entry_.get(), index, attribute.out(), error.out()) != 1)
@@ -149,16 +152,25 @@ public:
                                                            libfshfs_extended_attribute_get_utf8_name);
             if (!name)
                 return std::nullopt;
+            finder_info_listed = finder_info_listed || *name == finder_info_name;
             names.append(*name);
+            names.append('\0');
+        }
+        // macOS shows the catalog record's Finder information as an
+        // attribute of its own, unless it is all zeros.
+        if (!finder_info_listed && finder_info()) {
+            names.append(finder_info_name);
             names.append('\0');
         }
         return names;
     }
 
-    std::optional<QByteArray> attribute(QByteArrayView, qint64) const override
+    std::optional<QByteArray> attribute(QByteArrayView name, qint64) const override
     {
         // libfshfs (20201104) names a file's attributes but gives none of
-        // their content, nor the catalog record's Finder information.
+        // their content; the Finder information is read from the catalog.
+        if (name == QByteArrayView(finder_info_name))
+            return finder_info();
         return std::nullopt;
     }
 
@@ -175,8 +187,35 @@ public:
     }
 
 private:
+    static constexpr const char *finder_info_name = "com.apple.FinderInfo";
+
+    // The catalog record's Finder information; nullopt when it holds
+    // nothing or can't be read.
+    std::optional<QByteArray> finder_info() const
+    {
+        if (!finder_info_read_) {
+            finder_info_read_ = true;
+            Error error;
+            uint32_t number = 0;
+            if (libfshfs_file_entry_get_identifier(entry_.get(), &number, error.out()) == 1)
+                finder_info_ = hfs_catalog_finder_info(*volume_->image, number);
+            // As macOS shows it: the extended part's document ID, date added
+            // and write counter read as zeros (the date added is a fact of
+            // its own), and Finder information of nothing but zeros is none.
+            if (finder_info_ && finder_info_->size() == 32) {
+                finder_info_->replace(16, 8, QByteArray(8, '\0'));
+                finder_info_->replace(28, 4, QByteArray(4, '\0'));
+            }
+            if (finder_info_ && *finder_info_ == QByteArray(finder_info_->size(), '\0'))
+                finder_info_.reset();
+        }
+        return finder_info_;
+    }
+
     const std::shared_ptr<const OpenVolume> volume_;
     const FileEntry entry_;
+    mutable bool finder_info_read_ = false;
+    mutable std::optional<QByteArray> finder_info_;
     // From the volume's root, "" for the root itself.
     const QByteArray path_;
 };
@@ -218,6 +257,7 @@ std::unique_ptr<ImageFileSystem> hfs_volume(std::shared_ptr<const ImageBytes> by
 {
     auto open = std::make_shared<OpenVolume>();
     Error error;
+    open->image = bytes;
     *open->bytes.out() = new_bfio_handle(std::move(bytes));
     if (!open->bytes || libfshfs_volume_initialize(open->volume.out(), error.out()) != 1
         || libfshfs_volume_open_file_io_handle(open->volume.get(), open->bytes.get(), LIBFSHFS_OPEN_READ, error.out())

@@ -59,6 +59,8 @@ private slots:
     void folders_list_their_entries_data();
     void folders_list_their_entries();
     void attributes_keep_their_bare_names();
+    void hfs_catalog_finder_info_is_an_attribute_data();
+    void hfs_catalog_finder_info_is_an_attribute();
     void content_is_the_same_in_both_volume_kinds_data();
     void content_is_the_same_in_both_volume_kinds();
     void content_matches_the_folder_copy_data();
@@ -242,10 +244,45 @@ void tst_image_volume::attributes_keep_their_bare_names()
     QVERIFY(forked->attribute_names().value_or(QByteArray()).contains("com.apple.ResourceFork"));
     QVERIFY(!forked->attribute("com.apple.ResourceFork").value_or(QByteArray()).isEmpty());
 
-    // The HFS+ library names attributes but gives no content.
+    // The HFS+ library names attributes but gives none of their content.
     const ImageVolume hfs_volume(hfs, {}, reader);
     const std::unique_ptr<EvidenceObject> hfs_file = hfs_volume.open("a_directory/a_file");
     QVERIFY(hfs_file && hfs_file->attribute_names().value_or(QByteArray()).contains("myxattr"));
+}
+
+void tst_image_volume::hfs_catalog_finder_info_is_an_attribute_data()
+{
+    QTest::addColumn<QString>("image");
+    QTest::addColumn<QByteArray>("path");
+    QTest::addColumn<QByteArray>("finder_info"); // hex, "" for none
+
+    // A link's record names its type and creator, as the Finder made it.
+    QTest::newRow("link: type slnk, creator rhap")
+        << "hfsplus.raw" << QByteArray("a_link") << QByteArray("736c6e6b72686170").leftJustified(64, '0');
+    // Invisible (0x4000) and more; the date added the Mac hides reads as zeros.
+    QTest::newRow("invisible file in a partition")
+        << "spotlight-12.img" << QByteArray(".DS_Store")
+        << QByteArray("20202020202020204010").leftJustified(64, '0');
+    // Nothing but the hidden date added and counter: no attribute at all.
+    QTest::newRow("plain file") << "hfsplus.raw" << QByteArray("a_directory/a_file") << QByteArray();
+    QTest::newRow("volume root") << "spotlight-12.img" << QByteArray("") << QByteArray();
+}
+
+void tst_image_volume::hfs_catalog_finder_info_is_an_attribute()
+{
+    QFETCH(QString, image);
+    QFETCH(QByteArray, path);
+    QFETCH(QByteArray, finder_info);
+
+    const ImageVolume volume(scratch.filePath(image), {}, reader);
+    const std::unique_ptr<EvidenceObject> object = volume.open(path);
+    QVERIFY(object);
+    const std::optional<QByteArray> content = object->attribute("com.apple.FinderInfo");
+    QCOMPARE(content.value_or(QByteArray()).toHex(), finder_info);
+    QCOMPARE(object->attribute_names().value_or(QByteArray()).contains("com.apple.FinderInfo"), !finder_info.isEmpty());
+    // The date added it holds on the volume is a fact of its own.
+    if (!path.isEmpty() && path != "a_link")
+        QVERIFY(object->facts().added_time);
 }
 
 void tst_image_volume::content_is_the_same_in_both_volume_kinds_data()
