@@ -35,6 +35,14 @@ std::optional<QByteArray> utf8_of(Handle *handle, SizeCall size_call, StringCall
     return text;
 }
 
+// The root's two folders that hold hard links' files and folders, which
+// macOS never lists (libfshfs spells their four zero characters as U+2400).
+bool is_private_folder(const QByteArray &name)
+{
+    return name == "\xe2\x90\x80\xe2\x90\x80\xe2\x90\x80\xe2\x90\x80HFS+ Private Data"
+           || name == ".HFS+ Private Directory Data\r";
+}
+
 // The volume and the bfio handle it reads through, kept as long as one of
 // its entries lives.
 struct OpenVolume
@@ -131,6 +139,8 @@ public:
                 utf8_of(child.get(), libfshfs_file_entry_get_utf8_name_size, libfshfs_file_entry_get_utf8_name);
             if (!name)
                 return std::nullopt;
+            if (path_.isEmpty() && is_private_folder(*name))
+                continue;
             names.append(*name);
         }
         return names;

@@ -168,11 +168,16 @@ image_protocol::Answer ImageReader::answer(const image_protocol::Request &reques
         break;
     case Kind::Read:
         if (request.offset <= std::uint64_t(INT64_MAX)) {
+            // Filled but at the file's end, however the library splits its reads.
             const qint64 length = qMin<qint64>(request.length, image_protocol::max_read_size);
-            if (const std::optional<QByteArray> content = entry->read(qint64(request.offset), length)) {
-                answer.found = true;
-                answer.payload = *content;
-            }
+            QByteArray content;
+            std::optional<QByteArray> part;
+            while (content.size() < length
+                   && (part = entry->read(qint64(request.offset) + content.size(), length - content.size()))
+                   && !part->isEmpty())
+                content.append(*part);
+            answer.found = part.has_value() || !content.isEmpty();
+            answer.payload = content.left(qsizetype(length));
         }
         break;
     }

@@ -75,6 +75,7 @@ private slots:
     void damaged_images_cost_values_not_time_data();
     void damaged_images_cost_values_not_time();
     void a_hanging_reader_is_given_up();
+    void a_taken_over_reader_is_distrusted();
 
 private:
     QTemporaryDir scratch;
@@ -200,6 +201,9 @@ void tst_image_volume::folders_list_their_entries_data()
     QTest::addColumn<int>("count");
 
     QTest::newRow("APFS root") << "apfs.raw" << QByteArray("") << QList<QByteArray>{"a_directory", "a_link", "passwords.txt", ".fseventsd"} << 4;
+    // The folders that hold hard links' data are never listed, as on a Mac.
+    QTest::newRow("HFS+ root, its private folders left out")
+        << "hfsplus.raw" << QByteArray("") << QList<QByteArray>{"a_directory", "a_link", "passwords.txt", ".fseventsd"} << 4;
     QTest::newRow("HFS+ folder") << "hfsplus.raw" << QByteArray("a_directory")
                                  << QList<QByteArray>{"a_file", "another_file", "a_resourcefork"} << 3;
     QTest::newRow("the index folder in a partition") << "spotlight-12.img" << QByteArray(".Spotlight-V100")
@@ -537,6 +541,38 @@ void tst_image_volume::a_hanging_reader_is_given_up()
     QCOMPARE(volume.reader().starts(), 2);
     QVERIFY(volume.reader().given_up());
     QVERIFY(timer.elapsed() < 5000);
+}
+
+void tst_image_volume::a_taken_over_reader_is_distrusted()
+{
+    QTemporaryDir folder;
+    const auto scripted = [&folder](const QByteArray &mode) {
+        QFile image(folder.filePath(QString::fromUtf8(mode)));
+        image.open(QIODevice::WriteOnly);
+        image.write(mode + '\n');
+        image.close();
+        return std::make_unique<ImageVolume>(image.fileName(), ImageReaderLimits{},
+                                             QStringLiteral(VANTREL_TEST_IMAGE_READER));
+    };
+
+    // One byte an answer would take 64 Mi requests: a short answer ends the reading.
+    const auto dribbling = scripted("dribble");
+    const std::unique_ptr<EvidenceObject> file = dribbling->open_regular_file("file");
+    QVERIFY(file);
+    QCOMPARE(file->read_at(0, 1 << 22).size(), 1);
+    QCOMPARE(file->content_descriptor(), -1);
+
+    // A listing may not name a place outside the folder.
+    const auto climbing = scripted("climbing");
+    const std::unique_ptr<EvidenceObject> listed = climbing->open_directory("folder");
+    QVERIFY(listed);
+    QCOMPARE(listed->entries(10), std::optional<QList<QByteArray>>());
+
+    // An answer to another request counts for nothing, and replaces the reader.
+    const auto confused = scripted("wrong-answer");
+    QVERIFY(!confused->look_at("file"));
+    QVERIFY(!confused->look_at("file"));
+    QCOMPARE(confused->reader().starts(), 2);
 }
 
 QTEST_GUILESS_MAIN(tst_image_volume)

@@ -81,9 +81,13 @@ public:
         while (content.size() < length) {
             const qint64 wanted = qMin<qint64>(length - content.size(), image_protocol::max_read_size);
             const std::optional<QByteArray> part = ask(Kind::Read, {}, quint64(offset + content.size()), quint32(wanted));
-            if (!part || part->isEmpty())
+            if (!part)
                 break;
             content.append(part->left(qsizetype(wanted)));
+            // The reader fills what it is asked for but at the file's end:
+            // a short answer ends the reading, however long the file.
+            if (part->size() < wanted)
+                break;
         }
         return content;
     }
@@ -166,8 +170,10 @@ private:
             return UniqueFd();
         const qint64 size = qint64(*facts_.size);
         for (qint64 at = 0; at < size;) {
-            const QByteArray part = read_at(at, qMin<qint64>(size - at, image_protocol::max_read_size));
-            if (part.isEmpty())
+            const qint64 wanted = qMin<qint64>(size - at, image_protocol::max_read_size);
+            const QByteArray part = read_at(at, wanted);
+            // Content shorter than the file's size is damage: none is handed over.
+            if (part.size() != wanted)
                 return UniqueFd();
             for (qsizetype written = 0; written < part.size();) {
                 const ssize_t got = ::write(memory.get(), part.constData() + written, size_t(part.size() - written));
