@@ -5,6 +5,7 @@
 #include "importers/descriptor_channel.h"
 
 #include <set>
+#include <tuple>
 
 namespace {
 
@@ -51,21 +52,40 @@ private:
 
 using Node = std::shared_ptr<const ImageEntry>;
 
-// The steps of a walk through one volume's folders.
+// The steps of a walk through one volume's folders; the folders found on
+// the way are kept in cache, so that the files of one folder, asked about
+// in a row, cost one lookup each rather than one per component.
 struct Steps
 {
+    FolderCache &cache;
+    // This walk's lookups, to tell which folder and name a folder came from.
+    mutable std::vector<std::tuple<const ImageEntry *, Node, QByteArray>> looked;
+
     Node look_in(const Node &folder, const QByteArray &name) const
     {
         if (name == ".")
             return folder;
-        return Node(folder->child(name));
+        if (Node known = cache.child(folder.get(), name))
+            return known;
+        Node child(folder->child(name));
+        if (child)
+            looked.emplace_back(child.get(), folder, name);
+        return child;
     }
     std::optional<path_walk::Found> found(const Node &object) const
     {
+        if (cache.holds(object.get()))
+            return path_walk::Found::Folder;
         const FileFacts facts = object->facts();
         if (!facts.mode)
             return std::nullopt;
         const std::uint32_t type = *facts.mode & 0170000;
+        if (type == 0040000) {
+            for (const auto &[child, folder, name] : looked) {
+                if (child == object.get())
+                    cache.add(folder, name, object);
+            }
+        }
         return type == 0040000   ? path_walk::Found::Folder
                : type == 0120000 ? path_walk::Found::Link
                                  : path_walk::Found::Other;
@@ -81,7 +101,46 @@ bool usable_as_component(const QByteArray &name)
 
 } // namespace
 
+Node FolderCache::child(const ImageEntry *folder, const QByteArray &name) const
+{
+    const auto found = children_.find({folder, name});
+    return found == children_.end() ? Node() : found->second.second;
+}
+
+bool FolderCache::holds(const ImageEntry *folder) const
+{
+    return folders_.count(folder) != 0;
+}
+
+void FolderCache::add(const Node &folder, const QByteArray &name, const Node &child)
+{
+    if (!children_.emplace(std::make_pair(folder.get(), name), std::make_pair(folder, child)).second)
+        return;
+    folders_.insert(child.get());
+    order_.emplace_back(folder.get(), name);
+    if (order_.size() <= max_folders)
+        return;
+    // The oldest goes; the folder it was found in is kept alive by it until
+    // then, so that no other object can take that folder's address.
+    const auto oldest = children_.find(order_.front());
+    folders_.erase(oldest->second.second.get());
+    children_.erase(oldest);
+    order_.pop_front();
+}
+
 ImageReader::ImageReader(std::vector<std::unique_ptr<ImageFileSystem>> volumes) : volumes_(std::move(volumes)) {}
+
+std::shared_ptr<const ImageEntry> ImageReader::root_of(const ImageFileSystem *volume)
+{
+    for (const auto &[known, root] : roots_) {
+        if (known == volume)
+            return root;
+    }
+    std::shared_ptr<const ImageEntry> root(volume->root());
+    if (root)
+        roots_.emplace_back(volume, root);
+    return root;
+}
 
 std::shared_ptr<const ImageEntry> ImageReader::resolve(const QByteArray &path, bool follow_links)
 {
@@ -102,7 +161,7 @@ std::shared_ptr<const ImageEntry> ImageReader::resolve_uncached(const QByteArray
     if (volumes_.empty() || path.contains('\0'))
         return nullptr;
     if (volumes_.size() == 1)
-        return path_walk::walk(Node(volumes_.front()->root()), path, follow_links, Steps{});
+        return path_walk::walk(root_of(volumes_.front().get()), path, follow_links, Steps{folders_, {}});
 
     // Several volumes: the first component names one, each name once.
     std::vector<std::pair<QByteArray, const ImageFileSystem *>> named;
@@ -121,8 +180,8 @@ std::shared_ptr<const ImageEntry> ImageReader::resolve_uncached(const QByteArray
         return std::make_shared<VolumeListing>(named);
     for (const auto &volume : named) {
         if (volume.first == first)
-            return path_walk::walk(Node(volume.second->root()), separator < 0 ? QByteArray() : rest.mid(separator + 1),
-                                   follow_links, Steps{});
+            return path_walk::walk(root_of(volume.second), separator < 0 ? QByteArray() : rest.mid(separator + 1),
+                                   follow_links, Steps{folders_, {}});
     }
     return nullptr;
 }

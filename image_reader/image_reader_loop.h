@@ -7,9 +7,31 @@
 #include <QByteArray>
 
 #include <deque>
+#include <map>
+#include <set>
 #include <memory>
 #include <utility>
 #include <vector>
+
+// The folders found lately, by the folder they are in and their name.
+class FolderCache
+{
+public:
+    using Node = std::shared_ptr<const ImageEntry>;
+    // The folder called name in folder, when it is known.
+    Node child(const ImageEntry *folder, const QByteArray &name) const;
+    // Whether object is a folder held here.
+    bool holds(const ImageEntry *object) const;
+    // Keeps child, the folder called name in folder; the oldest goes beyond max_folders.
+    void add(const Node &folder, const QByteArray &name, const Node &child);
+
+    static constexpr std::size_t max_folders = 4096;
+
+private:
+    std::map<std::pair<const ImageEntry *, QByteArray>, std::pair<Node, Node>> children_;
+    std::set<const ImageEntry *> folders_;
+    std::deque<std::pair<const ImageEntry *, QByteArray>> order_;
+};
 
 // Answers the worker's requests about the volumes of one image. With one
 // volume, paths start at its root; with several, a path's first component
@@ -28,8 +50,12 @@ public:
 
 private:
     std::shared_ptr<const ImageEntry> resolve_uncached(const QByteArray &path, bool follow_links);
+    // A volume's root folder, looked up once.
+    std::shared_ptr<const ImageEntry> root_of(const ImageFileSystem *volume);
 
     std::vector<std::unique_ptr<ImageFileSystem>> volumes_;
+    std::vector<std::pair<const ImageFileSystem *, std::shared_ptr<const ImageEntry>>> roots_;
+    FolderCache folders_;
     // The few objects asked about last: the worker asks several things of
     // one object in a row.
     std::deque<std::pair<QByteArray, std::shared_ptr<const ImageEntry>>> recent_;
