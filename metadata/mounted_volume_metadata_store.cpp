@@ -1,6 +1,7 @@
 #include "metadata_store.h"
 
 #include "evidence/host_folder_volume.h"
+#include "evidence/image_volume.h"
 #include "file/file_metadata_store.h"
 #include "content/content_import_source.h"
 #include "spotlight_index/spotlight_index_store.h"
@@ -8,15 +9,22 @@
 #include "type_identity/index_kind_names.h"
 #include "type_identity/type_identity.h"
 
+#include <QFileInfo>
+
 // Without Spotlight the files of the mounted volume are the source; where
 // the volume keeps its own Spotlight index, the index answers first for the
 // files it holds, and its kind texts name the types of the files it lacks.
 // What the files' content holds is read by the importer process installed
-// beside the worker.
+// beside the worker. A source that is a regular file is an image of the
+// volume, read by the image reader process installed beside the worker.
 std::unique_ptr<MetadataStore> create_platform_metadata_store(const QString &volume_root)
 {
     // One volume, opened once, serves every supplier of the run.
-    const auto volume = std::make_shared<const HostFolderVolume>(volume_root);
+    std::shared_ptr<const EvidenceVolume> volume;
+    if (!volume_root.isEmpty() && QFileInfo(volume_root).isFile())
+        volume = std::make_shared<const ImageVolume>(volume_root);
+    else
+        volume = std::make_shared<const HostFolderVolume>(volume_root);
     auto files = std::make_unique<FileMetadataStore>(volume, ContentImportSource::installed());
     std::unique_ptr<SpotlightVolumeIndex> index = SpotlightVolumeIndex::read(*volume);
     if (!index)

@@ -22,9 +22,19 @@ QString folder_of(const QString &executable)
 
 QStringList importer_candidates()
 {
+    return helper_candidates(importer_name);
+}
+
+QString importer_executable()
+{
+    return helper_executable(importer_name);
+}
+
+QStringList helper_candidates(const QString &name)
+{
     QStringList candidates;
-    const auto add = [&candidates](const QString &folder) {
-        const QString candidate = QDir(folder).filePath(importer_name);
+    const auto add = [&candidates, &name](const QString &folder) {
+        const QString candidate = QDir(folder).filePath(name);
         if (!folder.isEmpty() && !candidates.contains(candidate))
             candidates.append(candidate);
     };
@@ -39,12 +49,12 @@ QStringList importer_candidates()
     return candidates;
 }
 
-QString importer_executable()
+QString helper_executable(const QString &name)
 {
-    for (const QString &candidate : importer_candidates()) {
-        const QFileInfo importer(candidate);
-        if (importer.isFile() && importer.isExecutable())
-            return importer.filePath();
+    for (const QString &candidate : helper_candidates(name)) {
+        const QFileInfo helper(candidate);
+        if (helper.isFile() && helper.isExecutable())
+            return helper.filePath();
     }
     return QString();
 }

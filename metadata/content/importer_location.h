@@ -13,4 +13,9 @@ QStringList importer_candidates();
 // The first candidate that is an executable file; empty when there is none.
 QString importer_executable();
 
+// The same for another helper program of the worker's, by its name
+// (vantrel-image-reader).
+QStringList helper_candidates(const QString &name);
+QString helper_executable(const QString &name);
+
 #endif // IMPORTER_LOCATION_H

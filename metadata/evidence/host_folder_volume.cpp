@@ -1,5 +1,7 @@
 #include "host_folder_volume.h"
 
+#include "path_walk.h"
+
 #include <QFile>
 
 #include <fcntl.h>
@@ -15,13 +17,10 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
-#include <deque>
 #include <vector>
 
 namespace {
 
-// As many links as the kernel follows in one lookup before it gives up.
-constexpr int max_links = 40;
 // Longer link targets than the system's own limit are damage.
 constexpr qsizetype max_link_target = 4096;
 // Most attribute values fit: one call reads them. A longer one is measured first.
@@ -90,21 +89,6 @@ std::optional<QByteArray> read_grown(Call call)
             return std::nullopt;
     }
     return std::nullopt;
-}
-
-// Puts the components of path before those still pending. "." stays, so
-// that in "link/." the link is a middle component and is followed, as the
-// kernel does; a trailing separator means the same.
-void append_components(std::deque<QByteArray> &pending, QByteArrayView path)
-{
-    std::deque<QByteArray> parts;
-    for (const QByteArray &part : path.toByteArray().split('/')) {
-        if (!part.isEmpty())
-            parts.push_back(part);
-    }
-    if (path.endsWith('/') && !parts.empty())
-        parts.push_back(".");
-    pending.insert(pending.begin(), parts.begin(), parts.end());
 }
 
 // Where the kernel says an open object lies, read from /proc; nullopt
@@ -341,59 +325,33 @@ std::optional<QByteArray> HostFolderVolume::read_link(int link) const
 
 UniqueFd HostFolderVolume::walk_beneath(QByteArrayView relative, Links links) const
 {
-    const auto look_in = [this](int folder, const char *name) {
-        for (;;) {
-            const int fd = calls_.openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC);
-            if (fd < 0 && errno == EINTR)
-                continue;
-            return UniqueFd(fd);
+    // Each step an O_PATH descriptor, looked at without following it.
+    struct Steps
+    {
+        const HostFolderVolume &volume;
+
+        UniqueFd look_in(const UniqueFd &folder, const QByteArray &name) const
+        {
+            for (;;) {
+                const int fd = volume.calls_.openat(folder.get(), name.constData(), O_PATH | O_NOFOLLOW | O_CLOEXEC);
+                if (fd < 0 && errno == EINTR)
+                    continue;
+                return UniqueFd(fd);
+            }
         }
+        std::optional<path_walk::Found> found(const UniqueFd &object) const
+        {
+            struct stat status = {};
+            if (volume.calls_.fstat(object.get(), &status) != 0)
+                return std::nullopt;
+            return S_ISDIR(status.st_mode)   ? path_walk::Found::Folder
+                   : S_ISLNK(status.st_mode) ? path_walk::Found::Link
+                                             : path_walk::Found::Other;
+        }
+        std::optional<QByteArray> link_target(const UniqueFd &link) const { return volume.read_link(link.get()); }
     };
-    // Every folder passed on the way down stays open, so ".." goes back up
-    // by what was opened, never by asking the file system for a parent
-    // (which could lie above the root, or have been moved out of it).
-    std::vector<UniqueFd> folders;
-    folders.emplace_back(::fcntl(root_.get(), F_DUPFD_CLOEXEC, 0));
-    if (!folders.back())
-        return UniqueFd();
-    std::deque<QByteArray> pending;
-    append_components(pending, relative);
-    int links_followed = 0;
-
-    while (!pending.empty()) {
-        const QByteArray name = pending.front();
-        pending.pop_front();
-        if (name == ".")
-            continue;
-        if (name == "..") {
-            if (folders.size() > 1)
-                folders.pop_back();
-            continue;
-        }
-        const int folder = folders.back().get();
-        if (pending.empty())
-            return look_in(folder, name.constData());
-
-        UniqueFd step = look_in(folder, name.constData());
-        struct stat status = {};
-        if (!step || calls_.fstat(step.get(), &status) != 0)
-            return UniqueFd();
-        if (S_ISDIR(status.st_mode)) {
-            folders.push_back(std::move(step));
-            continue;
-        }
-        if (!S_ISLNK(status.st_mode) || links == Links::Refused || ++links_followed > max_links)
-            return UniqueFd();
-        const std::optional<QByteArray> target = read_link(step.get());
-        if (!target)
-            return UniqueFd();
-        // An absolute target is a place on the volume: start again at its root.
-        if (target->startsWith('/'))
-            folders.resize(1);
-        append_components(pending, *target);
-    }
-    // The path named a folder on the way ("", ".", "a/.."): that one.
-    return look_in(folders.back().get(), ".");
+    return path_walk::walk(UniqueFd(::fcntl(root_.get(), F_DUPFD_CLOEXEC, 0)), relative, links == Links::InsideRoot,
+                           Steps{*this});
 }
 
 UniqueFd HostFolderVolume::reopen(int object, bool is_directory, bool keep_access_time) const

@@ -1,7 +1,7 @@
 #include "file_metadata_store.h"
 
 #include "extended_attributes.h"
-#include "evidence/file_facts.h"
+#include "file_facts.h"
 #include "evidence/host_folder_volume.h"
 #include "property_list_value.h"
 #include "content/file_content.h"

@@ -220,6 +220,9 @@ std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
     if (key == QLatin1String(spotlight_keys::fs_is_stationery))
         return set_finder_flag(&FinderInfo::is_stationery);
     if (key == QLatin1String(spotlight_keys::date_added)) {
+        // A volume read from its image records it beside the object itself.
+        if (facts_.added_time)
+            return MetadataValue::from_date(*facts_.added_time);
         if (finder_state() != FinderState::Present || finder_info_.date_added == 0)
             return MetadataValue::null_value();
         return MetadataValue::from_date(double(finder_info_.date_added));

@@ -3,7 +3,7 @@
 
 #include "content_type.h"
 #include "evidence/evidence_volume.h"
-#include "evidence/file_facts.h"
+#include "file_facts.h"
 #include "finder_info.h"
 #include "bundle_info.h"
 #include "metadata_value.h"

@@ -17,6 +17,10 @@ struct FileFacts
     std::optional<std::uint64_t> allocated_blocks; // of 512 bytes
     std::optional<double> birth_time;        // seconds since 1970
     std::optional<double> modification_time; // seconds since 1970
+    // When the object was put in its folder, where the volume records it
+    // beside the object (APFS's inode, HFS+'s catalog record) rather than
+    // in a Finder information attribute; seconds since 1970.
+    std::optional<double> added_time;
     std::optional<std::uint32_t> owner_user_id;
     std::optional<std::uint32_t> owner_group_id;
 };

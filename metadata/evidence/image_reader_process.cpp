@@ -1,0 +1,184 @@
+#include "image_reader_process.h"
+
+#include "descriptor_channel.h"
+
+#include <QFile>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace {
+
+// Descriptors the child arranges from: above every place it fills, so that
+// placing one never overwrites another.
+constexpr int first_spare_fd = image_protocol::first_image_fd + image_protocol::max_image_files + 1;
+
+UniqueFd moved_above_places(int fd)
+{
+    return UniqueFd(::fcntl(fd, F_DUPFD_CLOEXEC, first_spare_fd));
+}
+
+// In the child, between fork and exec: only async-signal-safe calls.
+[[noreturn]] void become_reader(const char *program, char *const argv[], char *const environment[], int channel,
+                                const std::vector<int> &files, int null_device, pid_t worker,
+                                const ImageReaderLimits &limits)
+{
+    // The reader must not outlive the worker, even a killed one.
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != worker)
+        ::_exit(127);
+    ::setpgid(0, 0);
+    const rlimit address_space = {limits.address_space_bytes, limits.address_space_bytes};
+    const rlimit cpu = {limits.cpu_seconds, limits.cpu_seconds};
+    const rlimit no_core = {0, 0};
+    if (::setrlimit(RLIMIT_AS, &address_space) != 0 || ::setrlimit(RLIMIT_CPU, &cpu) != 0
+        || ::setrlimit(RLIMIT_CORE, &no_core) != 0)
+        ::_exit(127);
+    // A library's chatter must not reach the worker's output, which the host reads.
+    if (::dup2(null_device, STDIN_FILENO) < 0 || ::dup2(null_device, STDOUT_FILENO) < 0
+        || ::dup2(null_device, STDERR_FILENO) < 0 || ::dup2(channel, image_protocol::reader_channel_fd) < 0)
+        ::_exit(127);
+    for (std::size_t index = 0; index < files.size(); ++index) {
+        if (::dup2(files[index], image_protocol::first_image_fd + int(index)) < 0)
+            ::_exit(127);
+    }
+    // Nothing else of the worker (case databases, other evidence) reaches it.
+    const int first_closed = image_protocol::first_image_fd + int(files.size());
+    if (::close_range(unsigned(first_closed), ~0U, 0) != 0) {
+        for (int fd = first_closed; fd < 65536; ++fd)
+            ::close(fd);
+    }
+    sigset_t none;
+    ::sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+    ::signal(SIGPIPE, SIG_DFL);
+    ::execve(program, argv, environment);
+    ::_exit(127);
+}
+
+// Whether nothing waits on socket: bytes nobody asked for would be read as
+// the next answer.
+bool quiet(int socket)
+{
+    pollfd state = {socket, POLLIN, 0};
+    return ::poll(&state, 1, 0) == 0;
+}
+
+} // namespace
+
+ImageReaderProcess::ImageReaderProcess(QString executable, std::vector<UniqueFd> image_files, ImageReaderLimits limits)
+    : executable_(std::move(executable)), image_files_(std::move(image_files)), limits_(limits)
+{
+}
+
+ImageReaderProcess::~ImageReaderProcess()
+{
+    stop();
+}
+
+bool ImageReaderProcess::start()
+{
+    if (executable_.isEmpty() || image_files_.empty()
+        || image_files_.size() > std::size_t(image_protocol::max_image_files))
+        return false;
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+        return false;
+    UniqueFd worker_end(ends[0]);
+    const UniqueFd reader_end = moved_above_places(ends[1]);
+    ::close(ends[1]);
+    const UniqueFd opened_null(::open("/dev/null", O_RDWR | O_CLOEXEC));
+    const UniqueFd null_device = opened_null ? moved_above_places(opened_null.get()) : UniqueFd();
+    std::vector<UniqueFd> moved;
+    std::vector<int> files;
+    for (const UniqueFd &file : image_files_) {
+        moved.push_back(moved_above_places(file.get()));
+        if (!moved.back())
+            return false;
+        files.push_back(moved.back().get());
+    }
+    if (!reader_end || !null_device)
+        return false;
+
+    // Everything the child needs is made before fork.
+    const QByteArray program = QFile::encodeName(executable_);
+    const QByteArray count = QByteArray::number(qulonglong(files.size()));
+    char *const argv[] = {const_cast<char *>(program.constData()), const_cast<char *>(count.constData()), nullptr};
+    // Nothing of the worker's environment reaches a process that reads hostile images.
+    char *const environment[] = {nullptr};
+    const pid_t worker = ::getpid();
+    const pid_t pid = ::fork();
+    if (pid < 0)
+        return false;
+    if (pid == 0)
+        become_reader(program.constData(), argv, environment, reader_end.get(), files, null_device.get(), worker,
+                      limits_);
+    ::setpgid(pid, pid);
+    pid_ = pid;
+    channel_ = std::move(worker_end);
+    ++starts_;
+    return true;
+}
+
+void ImageReaderProcess::stop()
+{
+    channel_.reset();
+    if (pid_ <= 0)
+        return;
+    ::kill(-pid_, SIGKILL);
+    ::kill(pid_, SIGKILL);
+    while (::waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    pid_ = -1;
+}
+
+std::optional<image_protocol::Answer> ImageReaderProcess::ask(image_protocol::Request request)
+{
+    const std::lock_guard<std::mutex> one_at_a_time(asking_);
+    if (given_up())
+        return std::nullopt;
+    request.sequence = ++sequence_;
+    const std::optional<QByteArray> bytes = image_protocol::encode_request(request);
+    if (!bytes)
+        return std::nullopt;
+    if (pid_ > 0 && !quiet(channel_.get()))
+        stop();
+    std::optional<image_protocol::Answer> answer;
+    if ((pid_ > 0 || start()) && descriptor_channel::send(channel_.get(), *bytes))
+        answer = read_answer(request.sequence);
+    if (!answer) {
+        stop();
+        ++failures_;
+        return std::nullopt;
+    }
+    failures_ = 0;
+    return answer;
+}
+
+std::optional<image_protocol::Answer> ImageReaderProcess::read_answer(std::uint32_t sequence)
+{
+    using descriptor_channel::ReadOutcome;
+    const auto deadline = std::chrono::steady_clock::now() + limits_.time_per_request;
+    char length[4];
+    if (descriptor_channel::read_exactly(channel_.get(), length, sizeof length, deadline) != ReadOutcome::Complete)
+        return std::nullopt;
+    const std::optional<std::uint32_t> size = image_protocol::decode_frame_length(QByteArrayView(length, sizeof length));
+    if (!size)
+        return std::nullopt;
+    QByteArray body(qsizetype(*size), Qt::Uninitialized);
+    if (descriptor_channel::read_exactly(channel_.get(), body.data(), body.size(), deadline) != ReadOutcome::Complete)
+        return std::nullopt;
+    std::optional<image_protocol::Answer> answer = image_protocol::decode_answer(body);
+    if (!answer || answer->sequence != sequence)
+        return std::nullopt;
+    return answer;
+}

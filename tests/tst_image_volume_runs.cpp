@@ -1,0 +1,144 @@
+// Full runs whose source is an image of the volume: the images' own values
+// reach the case, the same as from a folder copy of the same volume, and a
+// damaged image costs values, never rows or time.
+
+#include "evidence_files.h"
+#include "test_case.h"
+#include "text_rows.h"
+#include "volume_images.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+const QStringList file_keys = {"kMDItemFSName", "kMDItemFSSize", "kMDItemFSCreationDate", "kMDItemFSOwnerUserID",
+                               "kMDItemFSOwnerGroupID", "kMDItemDateAdded", "kMDItemContentType"};
+
+QString select_of(const QStringList &keys)
+{
+    return "select " + keys.join(',') + " from files order by rowid";
+}
+
+} // namespace
+
+class tst_image_volume_runs : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void runs_give_the_image_values_data();
+    void runs_give_the_image_values();
+    void the_index_in_an_image_gives_the_folder_copy_values_data();
+    void the_index_in_an_image_gives_the_folder_copy_values();
+    void damaged_images_keep_every_row_data();
+    void damaged_images_keep_every_row();
+
+private:
+    QTemporaryDir scratch;
+};
+
+void tst_image_volume_runs::initTestCase()
+{
+    QVERIFY(scratch.isValid());
+    for (const QString &name : {"apfs.raw", "hfsplus.raw", "spotlight-10.13.img", "spotlight-12.img"})
+        QVERIFY(!unpack_volume_image(scratch.path(), name).isEmpty());
+}
+
+void tst_image_volume_runs::runs_give_the_image_values_data()
+{
+    QTest::addColumn<QString>("image");
+    QTest::addColumn<QString>("owner");
+    QTest::addColumn<QString>("group");
+
+    QTest::newRow("APFS container") << "apfs.raw" << "99" << "99";
+    QTest::newRow("HFS+ volume") << "hfsplus.raw" << "501" << "20";
+}
+
+void tst_image_volume_runs::runs_give_the_image_values()
+{
+    QFETCH(QString, image);
+    QFETCH(QString, owner);
+    QFETCH(QString, group);
+
+    TestCase test_case;
+    test_case.set_source_root(scratch.filePath(image));
+    test_case.create_file_system_db({{1, "/a_directory/a_file"}, {2, "/a_directory/missing"}, {3, "/passwords.txt"}});
+    test_case.create_metadata_db(file_keys);
+    QCOMPARE(test_case.run("2", QString(), file_keys, file_keys).lines, QStringList());
+
+    const QList<QStringList> rows = text_rows(test_case.metadata_db(), select_of(file_keys));
+    QCOMPARE(rows.size(), 3);
+    QCOMPARE(rows[0].mid(0, 2), (QStringList{"a_file", "53"}));
+    // 2022-01-14, the day the image's files were made, which a mount does not show.
+    QVERIFY2(rows[0][2].startsWith("16421447"), qPrintable(rows[0][2]));
+    QCOMPARE(rows[0].mid(3, 2), (QStringList{owner, group}));
+    QVERIFY2(rows[0][5].startsWith("16421447"), qPrintable(rows[0][5]));
+    // A path the image lacks has no item: empty texts.
+    QCOMPARE(rows[1], QStringList(file_keys.size(), QString()));
+    QCOMPARE(rows[2].mid(0, 2), (QStringList{"passwords.txt", "116"}));
+}
+
+void tst_image_volume_runs::the_index_in_an_image_gives_the_folder_copy_values_data()
+{
+    QTest::addColumn<QString>("image");
+    QTest::addColumn<QString>("folder");
+
+    QTest::newRow("GPT disk indexed by macOS 10.13") << "spotlight-10.13.img" << "macos-10.13";
+    QTest::newRow("GPT disk indexed by macOS 12") << "spotlight-12.img" << "macos-12";
+}
+
+void tst_image_volume_runs::the_index_in_an_image_gives_the_folder_copy_values()
+{
+    QFETCH(QString, image);
+    QFETCH(QString, folder);
+
+    const QStringList keys = {"kMDItemContentType", "kMDItemKind", "kMDItemDateAdded", "kMDItemFSName",
+                              "kMDItemFSSize", "kMDItemContentTypeTree", "kMDItemContentCreationDate"};
+    const auto run_over = [&keys](const QString &source) {
+        TestCase test_case;
+        test_case.set_source_root(source);
+        test_case.create_file_system_db({{1, "/LICENSE"}, {2, "/not-in-volume.txt"}});
+        test_case.create_metadata_db(keys);
+        const QStringList lines = test_case.run("2", QString(), keys, keys).lines;
+        return lines.isEmpty() ? text_rows(test_case.metadata_db(), select_of(keys)) : QList<QStringList>{lines};
+    };
+    const QList<QStringList> from_folder = run_over(QStringLiteral(VANTREL_FIXTURES_DIR "/spotlight/") + folder);
+    QCOMPARE(from_folder.size(), 2);
+    QCOMPARE(from_folder[0][3], QString("LICENSE"));
+    QCOMPARE(run_over(scratch.filePath(image)), from_folder);
+}
+
+void tst_image_volume_runs::damaged_images_keep_every_row_data()
+{
+    QTest::addColumn<QString>("image");
+    QTest::addColumn<qint64>("keep");
+
+    QTest::newRow("APFS cut after its first blocks") << "apfs.raw" << qint64(64 * 1024);
+    QTest::newRow("GPT disk cut before its volume") << "spotlight-12.img" << qint64(16 * 1024);
+    QTest::newRow("empty image file") << "apfs.raw" << qint64(0);
+}
+
+void tst_image_volume_runs::damaged_images_keep_every_row()
+{
+    QFETCH(QString, image);
+    QFETCH(qint64, keep);
+
+    QFile original(scratch.filePath(image));
+    QVERIFY(original.open(QIODevice::ReadOnly));
+    QTemporaryDir folder;
+    QVERIFY(write_file(folder.filePath("image"), original.read(keep)));
+
+    TestCase test_case;
+    test_case.set_source_root(folder.filePath("image"));
+    test_case.create_file_system_db({{1, "/a_directory/a_file"}, {2, "/LICENSE"}, {3, "/"}});
+    test_case.create_metadata_db(file_keys);
+    const TestCase::Result result = test_case.run("2", QString(), file_keys, file_keys);
+    QCOMPARE(result.exit_code, 0);
+    QCOMPARE(text_rows(test_case.metadata_db(), select_of(file_keys)),
+             QList<QStringList>(3, QStringList(file_keys.size(), QString())));
+}
+
+QTEST_GUILESS_MAIN(tst_image_volume_runs)
+#include "tst_image_volume_runs.moc"
