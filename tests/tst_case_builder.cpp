@@ -26,6 +26,7 @@ private slots:
     void refused_requests_data();
     void refused_requests();
     void synthetic_decorated_source();
+    void image_recorded_as_its_volume();
 
 private:
     // Both folder names need quoting in a shell.
@@ -106,6 +107,7 @@ void tst_case_builder::refused_requests_data()
 
     QTest::newRow("no folders") << "" << 2 << "expected a source folder and a case folder";
     QTest::newRow("a tree that does not exist") << "{tree}/missing {case}" << 1 << "does not exist";
+    QTest::newRow("a file that holds no volume image") << "{tree}/docs/report.txt {case}" << 1 << "holds no volume image";
     QTest::newRow("a case inside the tree") << "{tree} {tree}/docs/case" << 2 << "lies inside the source tree";
     QTest::newRow("a source name with a slash") << "-s a/b {tree} {case}" << 2 << "cannot name a folder";
     QTest::newRow("a key with a quote") << "-a kMDItem'Kind {tree} {case}" << 2 << "may hold only";
@@ -153,6 +155,21 @@ void tst_case_builder::synthetic_decorated_source()
     // The last-used stamp comes a day after the file's modification.
     QCOMPARE(::getxattr(path.constData(), "user.com.apple.lastuseddate#PS", stamp.data(), 16), ssize_t(16));
     QCOMPARE(qFromLittleEndian<qint64>(stamp.constData()), files[0][2].toLongLong() + 86400);
+}
+
+void tst_case_builder::image_recorded_as_its_volume()
+{
+    // The host records what an image's volume holds, as the worker reads it.
+    const QString image = work->filePath("hfsplus.raw");
+    if (QProcess::execute("sh", {"-c", "gunzip -c \"$0\" > \"$1\"", VANTREL_FIXTURES_DIR "/volumes/hfsplus.raw.gz", image}) != 0)
+        QSKIP("the volume fixtures are not beside the checkout");
+    const auto result = run_worker({image, case_dir}, builder);
+    QVERIFY2(result.exit_code == 0, result.standard_error.constData());
+    QCOMPARE(text_rows(database("file_system.sqlite"),
+                       "select group_concat(filepath || ' ' || file_type || ' ' || iif(file_type = 'file', file_size, '-'), '|') "
+                       "from files where filepath not like '/.%' and filepath not like '%HFS+ Private%'"),
+             QList<QStringList>{{"/a_directory directory -|/a_directory/a_file file 53|/a_directory/a_resourcefork file 0|"
+                                 "/a_directory/another_file file 22|/a_link symlink -|/passwords.txt file 116"}});
 }
 
 QTEST_GUILESS_MAIN(tst_case_builder)

@@ -1,5 +1,9 @@
 #include "source_tree_scan.h"
 
+#ifndef __APPLE__
+#include "evidence/image_volume.h"
+#endif
+
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -90,6 +94,47 @@ void scan_directory(const QString &local_directory, const QString &stored_direct
     }
 }
 
+#ifndef __APPLE__
+// A folder of an image holds at most this many entries the host would list.
+constexpr int max_image_entries = 1 << 20;
+
+// The records beneath relative on an image's volume, in the same order as
+// a folder's: as the worker reads that volume, so that every record it
+// is given names an object the image holds.
+void scan_image_directory(const EvidenceVolume &volume, const QByteArray &relative, SourceTreeScan *scan)
+{
+    std::optional<QList<QByteArray>> names = volume.list_directory(relative, max_image_entries);
+    if (!names) {
+        scan->warnings << QStringLiteral("cannot list /%1 in the image; its contents are not recorded")
+                              .arg(QFile::decodeName(relative));
+        return;
+    }
+    std::sort(names->begin(), names->end());
+    for (const QByteArray &name : *names) {
+        const QByteArray path = relative.isEmpty() ? name : relative + '/' + name;
+        const std::optional<FileFacts> facts = volume.look_at(path);
+        if (!facts) {
+            scan->warnings << QStringLiteral("cannot examine /%1 in the image; it is not recorded")
+                                  .arg(QFile::decodeName(path));
+            continue;
+        }
+        SourceRecord record;
+        record.stored_path = QLatin1Char('/') + QFile::decodeName(path);
+        const std::uint32_t type = facts->mode.value_or(0) & S_IFMT;
+        record.kind = facts->is_regular_file ? SourceRecord::Kind::File
+                      : facts->is_directory  ? SourceRecord::Kind::Directory
+                      : type == S_IFLNK      ? SourceRecord::Kind::SymbolicLink
+                                             : SourceRecord::Kind::Other;
+        record.size = qint64(facts->size.value_or(0));
+        // The image's records hold no access or change time the worker reads.
+        record.modified = record.accessed = record.changed = qint64(facts->modification_time.value_or(0));
+        scan->records.append(record);
+        if (record.kind == SourceRecord::Kind::Directory)
+            scan_image_directory(volume, path, scan);
+    }
+}
+#endif
+
 } // namespace
 
 SourceTreeScan scan_source_tree(const QString &root)
@@ -100,6 +145,18 @@ SourceTreeScan scan_source_tree(const QString &root)
         scan.error = QStringLiteral("source tree %1 does not exist").arg(root);
         return scan;
     }
+#ifndef __APPLE__
+    // An image of a volume is recorded as the tree of the volume it holds.
+    if (root_info.isFile()) {
+        const ImageVolume volume(root_info.absoluteFilePath());
+        if (!volume.is_open() || !volume.look_at(QByteArray())) {
+            scan.error = QStringLiteral("source %1 holds no volume image that can be read").arg(root);
+            return scan;
+        }
+        scan_image_directory(volume, QByteArray(), &scan);
+        return scan;
+    }
+#endif
     if (!root_info.isDir()) {
         scan.error = QStringLiteral("source tree %1 is not a directory").arg(root);
         return scan;
