@@ -6,6 +6,7 @@
 #include "file_system_lockout.h"
 #include "content/importer_process.h"
 #include "metadata_value_text.h"
+#include "type_identity/content_type.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -144,17 +145,6 @@ QByteArray proc_link(pid_t pid, const char *link)
     return size > 0 ? QByteArray(target, size) : QByteArray();
 }
 
-// A process's environment, one variable an item.
-QByteArrayList environment_of(pid_t pid)
-{
-    QFile environ(QStringLiteral("/proc/%1/environ").arg(pid));
-    if (!environ.open(QIODevice::ReadOnly))
-        return {"unreadable"};
-    QByteArrayList variables = environ.readAll().split('\0');
-    variables.removeAll(QByteArray());
-    return variables;
-}
-
 // The values rendered as the worker stores them, one "key=text" each, sorted.
 QStringList rendered(const std::optional<ImportedValues> &values)
 {
@@ -172,6 +162,9 @@ class tst_importer_process : public QObject
     Q_OBJECT
 
 private slots:
+    // An examiner's zone far from UTC, which the confined importer must read
+    // a capture time without a zone in, as the parsers in process do.
+    void initTestCase() { qputenv("TZ", "America/New_York"); }
     void failing_file_costs_only_its_own_values_data();
     void failing_file_costs_only_its_own_values();
     void limits_and_descriptors_of_the_process();
@@ -328,8 +321,9 @@ void tst_importer_process::confinement_of_a_live_importer()
     if (::geteuid() == 0) {
         // Only root may read what a process that is not dumpable holds.
         // Nothing of the worker's environment but the examiner's time zone.
-        const QByteArrayList expected = qEnvironmentVariableIsSet("TZ") ? QByteArrayList{"TZ=" + qgetenv("TZ")} : QByteArrayList();
-        QCOMPARE(environment_of(live), expected);
+        QFile environment(QStringLiteral("/proc/%1/environ").arg(live));
+        QVERIFY(environment.open(QIODevice::ReadOnly));
+        QCOMPARE(environment.readAll(), qEnvironmentVariableIsSet("TZ") ? "TZ=" + qgetenv("TZ") + '\0' : QByteArray());
         QCOMPARE(proc_link(live, "cwd"), QByteArray("/"));
         // Started by root: nobody, with no groups and no capability to regain.
         QCOMPARE(status.value("Uid"), QByteArray("65534 65534 65534 65534"));
@@ -413,29 +407,22 @@ void tst_importer_process::file_system_lockout()
 void tst_importer_process::confined_importer_reads_as_the_parsers_do_data()
 {
     QTest::addColumn<QString>("sample");
-    QTest::addColumn<QString>("content_type");
 
+    // Each library the importers read with, and each of their forms it takes.
     samples.make_all();
-    const char *const read[][2] = {
-        {"photo.jpg", "public.jpeg"}, {"turned.jpg", "public.jpeg"}, {"alpha.png", "public.png"},
-        {"small.heic", "public.heic"}, {"written.pdf", "com.adobe.pdf"}, {"described.pdf", "com.adobe.pdf"},
-        {"open-encrypted.pdf", "com.adobe.pdf"}, {"locked.pdf", "com.adobe.pdf"}, {"song.mp3", "public.mp3"},
-        {"song.m4a", "com.apple.m4a-audio"}, {"song.wav", "com.microsoft.waveform-audio"},
-        {"clip.mp4", "public.mpeg-4"}, {"clip.mov", "com.apple.quicktime-movie"},
-        {"report.docx", "org.openxmlformats.wordprocessingml.document"},
-        {"minutes.odt", "org.oasis-open.opendocument.text"},
-    };
-    for (const auto &[sample, content_type] : read) {
+    for (const char *sample : {"photo.jpg", "turned.jpg", "camera.jpg", "alpha.png", "small.heic", "written.pdf", "described.pdf",
+                               "open-encrypted.pdf", "locked.pdf", "song.mp3", "song.m4a", "song.wav", "clip.mp4",
+                               "clip.mov", "report.docx", "minutes.odt"}) {
         if (!samples.missing.count(sample))
-            QTest::newRow(sample) << QString::fromLatin1(sample) << QString::fromLatin1(content_type);
+            QTest::newRow(sample) << QString::fromLatin1(sample);
     }
 }
 
 void tst_importer_process::confined_importer_reads_as_the_parsers_do()
 {
     QFETCH(QString, sample);
-    QFETCH(QString, content_type);
 
+    const QString content_type = content_type_identifier(sample);
     const QStringList in_process = rendered(import_file(samples.path(sample), content_type));
     QVERIFY(!in_process.isEmpty());
     ImporterProcess importer(VANTREL_IMPORTER);
@@ -458,8 +445,6 @@ void tst_importer_process::importers_that_cannot_be_had_cost_a_few_waits_data()
         << "silent-spawner" << plain << 3 << 0 << QString();
     // A hostile evidence maker must not switch content reading off for the
     // other files.
-    QTest::newRow("files that hang their importers leave the next file read")
-        << "spawner" << (QByteArrayList(5, "sleep") << "kMDItemTitle=after") << 6 << 6 << "after";
     QTest::newRow("files that crash their importers leave the next file read")
         << "spawner" << (QByteArrayList(5, "crash") << "kMDItemTitle=after") << 6 << 6 << "after";
     QTest::newRow("files that signal their spawner leave the next file read")
