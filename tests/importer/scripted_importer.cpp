@@ -83,49 +83,36 @@ double outcome(long result)
 }
 
 // A thread started before the sandbox, as a library may start one at load,
-// that tries to open a file by name whenever asked.
-class Bystander
+// that tries to open a file by name every millisecond; the error of its
+// latest try, 0 for success; -1 until it tries again; -2 when never started.
+std::atomic<int> bystander_error{-2};
+
+void start_bystander()
 {
-public:
-    // Returns once the thread runs: one still starting would be caught by
-    // the sandbox halfway through its start.
-    Bystander()
-    {
-        std::thread([this] { serve(); }).detach();
-        while (error.load() == unset)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-
-    // The error its open gave, 0 for success.
-    int try_open()
-    {
-        error = asked;
-        while (error.load() == asked)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        return error;
-    }
-
-private:
-    static constexpr int unset = -1, asked = -2;
-
-    [[noreturn]] void serve()
-    {
-        error = 0;
+    bystander_error = -1;
+    std::thread([] {
         for (;;) {
-            if (error.load() == asked) {
-                const int opened = ::open("/etc/passwd", O_RDONLY | O_CLOEXEC);
-                error = opened < 0 ? errno : 0;
-                if (opened >= 0)
-                    ::close(opened);
-            }
+            const int opened = ::open("/etc/passwd", O_RDONLY | O_CLOEXEC);
+            bystander_error = opened < 0 ? errno : 0;
+            if (opened >= 0)
+                ::close(opened);
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
+    }).detach();
+    // Returns once it runs: one still starting would be caught by the sandbox halfway through its start.
+    while (bystander_error.load() == -1)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+// The error of a try begun once the sandbox held: the second try after asking.
+int bystander_try()
+{
+    for (int tries = 0; tries < 2; ++tries) {
+        for (bystander_error = -1; bystander_error.load() == -1;)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-
-    std::atomic<int> error{unset};
-};
-
-Bystander *bystander = nullptr;
+    return bystander_error;
+}
 
 // What the sandbox refuses, tried; each key holds the error it gave.
 ImportedValues trespass(pid_t spawner)
@@ -146,8 +133,8 @@ ImportedValues trespass(pid_t spawner)
     record("fork", outcome(child));
     record("write", outcome(::write(STDERR_FILENO, "x", 1)));
     record("signal", outcome(::kill(spawner, 0)));
-    if (bystander)
-        record("open-elsewhere", bystander->try_open());
+    if (bystander_error != -2)
+        record("open-elsewhere", bystander_try());
     if (opened >= 0)
         ::close(opened);
     if (socket >= 0)
@@ -266,7 +253,7 @@ ContentImporters scripted_importers()
 int main(int argc, char *argv[])
 {
     if (argc == 2 && std::strcmp(argv[1], importer_only_argument) == 0) {
-        bystander = new Bystander;
+        start_bystander();
         return run_exec_started_importer(scripted_importers);
     }
     const QByteArray name = argv[0];
