@@ -144,7 +144,7 @@ private slots:
 private:
     // The hostile files: a row name, a name on the volume, content, a value the row must hold.
     void hostile_files(bool films_only);
-    // A Word document whose relationships and entities name the outside files and address.
+    // A Word document's properties and relationships (all its importer reads) naming the outside files and address.
     QByteArray office_document(const QString &address);
     qint64 outside_access_time(const QString &name) const;
     // Connections the listener was offered since it last looked.
@@ -224,16 +224,12 @@ QByteArray tst_hostile_media::office_document(const QString &address)
         return QString::fromLatin1(relationship).arg(id).arg(type, target, external ? " TargetMode=\"External\"" : "").toUtf8();
     };
     const std::pair<const char *, QByteArray> files[] = {
-        { "[Content_Types].xml", xml + "<Types xmlns=\"http://schemas.openxmlformats.org/package/2006/content-types\">"
-          "<Default Extension=\"xml\" ContentType=\"application/xml\"/></Types>" },
         { "_rels/.rels", xml + "<Relationships xmlns=\"http://schemas.openxmlformats.org/package/2006/relationships\">"
           + related(1, "officeDocument", "word/document.xml", false) + related(2, "hyperlink", address, true)
           + related(3, "image", "file://" + outside + "/secret-film.ts", true) + "</Relationships>" },
         { "word/_rels/document.xml.rels", xml + "<Relationships xmlns=\"http://schemas.openxmlformats.org/package/2006/"
           "relationships\">" + related(1, "attachedTemplate", address + "/template.dotx", true)
           + related(2, "oleObject", "file://" + outside + "/secret.txt", true) + "</Relationships>" },
-        { "word/document.xml", xml + "<w:document xmlns:w=\"http://schemas.openxmlformats.org/wordprocessingml/"
-          "2006/main\"><w:body/></w:document>" },
         { "docProps/core.xml", xml + "<cp:coreProperties xmlns:dc=\"http://purl.org/dc/elements/1.1/\" xmlns:cp="
           "\"http://schemas.openxmlformats.org/package/2006/metadata/core-properties\"><dc:title>Hostile letter"
           "</dc:title></cp:coreProperties>" },
