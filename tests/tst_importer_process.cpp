@@ -168,7 +168,6 @@ private slots:
     void failing_file_costs_only_its_own_values_data();
     void failing_file_costs_only_its_own_values();
     void limits_and_descriptors_of_the_process();
-    void sparse_video_read_whole_or_stopped();
     void process_replaced_after_its_share_of_files();
     void confinement_of_a_live_importer_data();
     void confinement_of_a_live_importer();
@@ -249,23 +248,6 @@ void tst_importer_process::limits_and_descriptors_of_the_process()
     QCOMPARE(value_of(values, "kMDItemNumberOfPages"), MetadataValue::from_number(0));
     // Nor can another importer attach to it, or to the spawner it came from.
     QCOMPARE(value_of(values, "kMDItemDurationSeconds"), MetadataValue::from_number(0));
-}
-
-void tst_importer_process::sparse_video_read_whole_or_stopped()
-{
-    Files files;
-    const UniqueFd video = files.open("read-all\n");
-    QVERIFY(video);
-    QFile grow(files.path("1"));
-    QVERIFY(grow.open(QIODevice::ReadWrite));
-    QVERIFY(grow.resize(qint64(2) << 30));
-    grow.close();
-
-    ImporterProcess importer(VANTREL_TEST_IMPORTER, test_limits());
-    const std::optional<ImportedValues> values = importer.import(video.get(), QStringLiteral("public.mpeg-4"));
-    // Either the importer read all of it in time, or it was stopped at the limit.
-    if (values)
-        QCOMPARE(value_of(values, "kMDItemNumberOfPages"), MetadataValue::from_number(double(qint64(2) << 30)));
 }
 
 void tst_importer_process::process_replaced_after_its_share_of_files()

@@ -10,7 +10,6 @@
 //   forge                sends a second answer nobody asked for
 //   kill-spawner         kills the spawner that forked it (and so itself)
 //   stop-spawner         stops the spawner that forked it, then never answers
-//   read-all             reads the whole file, then gives its size
 //   chatter              prints on its standard streams before answering
 //   limits               gives its own limits, foreign descriptors and
 //                        whether it can be attached to
@@ -199,12 +198,6 @@ public:
                     block[0] = 1;
                     blocks.push_back(const_cast<char *>(block));
                 }
-            } else if (line == "read-all") {
-                static char buffer[1 << 20];
-                double total = 0;
-                for (ssize_t got; (got = ::pread(file, buffer, sizeof buffer, off_t(total))) > 0;)
-                    total += double(got);
-                values.emplace_back("kMDItemNumberOfPages", MetadataValue::from_number(total));
             } else if (line == "chatter") {
                 std::fputs("importer chatter on stdout\n", stdout);
                 std::fputs("importer chatter on stderr\n", stderr);
