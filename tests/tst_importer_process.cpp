@@ -3,6 +3,7 @@
 // the worker gets the next file's values from a fresh process.
 
 #include "content_samples.h"
+#include "evidence_files.h"
 #include "file_system_lockout.h"
 #include "content/importer_process.h"
 #include "metadata_value_text.h"
@@ -39,11 +40,8 @@ public:
     UniqueFd open(const QByteArray &content)
     {
         const QString path = dir.filePath(QString::number(++count));
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-            return UniqueFd();
-        file.close();
-        return UniqueFd(::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+        return write_file(path, content) ? UniqueFd(::open(native(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC))
+                                         : UniqueFd();
     }
     QString path(const QString &name) const { return dir.filePath(name); }
     // The test importer under another name, which changes how it behaves.
