@@ -28,6 +28,7 @@
 #include "importer_spawner.h"
 #include "import_protocol.h"
 #include "spawn_protocol.h"
+#include "unique_fd.h"
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -120,10 +121,10 @@ ImportedValues trespass(pid_t spawner)
     const auto record = [&tried](const char *key, double error) {
         tried.emplace_back(QString::fromLatin1(key), MetadataValue::from_number(error));
     };
-    const int opened = ::open("/etc/passwd", O_RDONLY | O_CLOEXEC);
-    record("open", outcome(opened));
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    record("socket", outcome(socket));
+    const UniqueFd opened(::open("/etc/passwd", O_RDONLY | O_CLOEXEC));
+    record("open", outcome(opened.get()));
+    const UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    record("socket", outcome(socket.get()));
     char *const argv[] = {const_cast<char *>("true"), nullptr};
     record("execve", outcome(::execve("/bin/true", argv, argv + 1)));
     const pid_t child = ::fork();
@@ -134,10 +135,6 @@ ImportedValues trespass(pid_t spawner)
     record("signal", outcome(::kill(spawner, 0)));
     if (bystander_error != -2)
         record("open-elsewhere", bystander_try());
-    if (opened >= 0)
-        ::close(opened);
-    if (socket >= 0)
-        ::close(socket);
     if (child > 0)
         ::waitpid(child, nullptr, 0);
     return tried;
