@@ -8,7 +8,6 @@
 #include <QColorSpace>
 #include <QCryptographicHash>
 #include <QDir>
-#include <QtEndian>
 #include <QImage>
 #include <QPainter>
 #include <QPdfWriter>
@@ -73,7 +72,7 @@ std::pair<QByteArray, QByteArray> encryption(const QByteArray &user_password, co
              "<< /Filter /Standard /V 1 /R 2 /O <" + owner.toHex() + "> /U <" + user.toHex() + "> /P -44 >>" };
 }
 
-// Four bytes, most significant first, as ICC profiles store numbers.
+// Four bytes, most significant first, as ICC profiles, ISO media boxes and Fujifilm headers store numbers.
 QByteArray big_endian(quint32 number)
 {
     QByteArray bytes(4, Qt::Uninitialized);
@@ -167,22 +166,15 @@ QByteArray tiff_file(const QByteArray &make, TiffLayout layout = TiffLayout::Tif
 // block is the TIFF given, and at that TIFF itself.
 QByteArray fuji_raw_file(const QByteArray &tiff)
 {
-    const auto u32_big = [](quint32 value) {
-        QByteArray bytes(4, '\0');
-        qToBigEndian(value, bytes.data());
-        return bytes;
-    };
-    QByteArray exif_segment = "Exif" + QByteArray(2, '\0') + tiff;
-    QByteArray jpeg = QByteArray("\xff\xd8\xff\xe1", 4);
-    jpeg += char((exif_segment.size() + 2) >> 8);
-    jpeg += char((exif_segment.size() + 2) & 0xff);
-    jpeg += exif_segment + QByteArray("\xff\xd9", 2);
+    const QByteArray exif_segment = "Exif" + QByteArray(2, '\0') + tiff;
+    const QByteArray jpeg = QByteArray("\xff\xd8\xff\xe1", 4) + big_endian(quint32(exif_segment.size() + 2)).mid(2)
+                            + exif_segment + QByteArray("\xff\xd9", 2);
     QByteArray header = QByteArray("FUJIFILMCCD-RAW 0201FF383501") + QByteArray(128 - 28, '\0');
     const quint32 jpeg_at = quint32(header.size());
-    header.replace(84, 4, u32_big(jpeg_at));
-    header.replace(88, 4, u32_big(quint32(jpeg.size())));
-    header.replace(100, 4, u32_big(jpeg_at + 12));
-    header.replace(104, 4, u32_big(quint32(tiff.size())));
+    header.replace(84, 4, big_endian(jpeg_at));
+    header.replace(88, 4, big_endian(quint32(jpeg.size())));
+    header.replace(100, 4, big_endian(jpeg_at + 12));
+    header.replace(104, 4, big_endian(quint32(tiff.size())));
     return header + jpeg;
 }
 
@@ -191,9 +183,7 @@ QByteArray fuji_raw_file(const QByteArray &tiff)
 QByteArray canon_cr3_file(const QByteArray &tiff)
 {
     const auto box = [](const char *type, const QByteArray &content) {
-        QByteArray bytes(4, '\0');
-        qToBigEndian(quint32(8 + content.size()), bytes.data());
-        return bytes + QByteArray(type, 4) + content;
+        return big_endian(quint32(8 + content.size())) + QByteArray(type, 4) + content;
     };
     const QByteArray canon_uuid = QByteArray::fromHex("85c0b687820f11e08111f4ce462b6a48");
     return box("ftyp", QByteArray("crx \0\0\0\x01crx isom", 16))

@@ -5,8 +5,6 @@
 
 #include <QDir>
 #include <QDeadlineTimer>
-#include <QFileInfo>
-#include <QStandardPaths>
 #include <QtTest>
 
 namespace {
@@ -36,8 +34,6 @@ private slots:
     void row_per_file();
     void unopenable_results_db_marks_nothing();
     void killed_midway_keeps_rows_and_marks_nothing();
-    void photo_dated_in_the_examiners_zone_data();
-    void photo_dated_in_the_examiners_zone();
 };
 
 void tst_full_metadata_run::every_record_read_and_marked_data()
@@ -133,49 +129,6 @@ void tst_full_metadata_run::killed_midway_keeps_rows_and_marks_nothing()
     QCOMPARE(TestCase::count_rows(test_case.file_system_db(), marked), 0);
     for (const QString &path : {test_case.metadata_db(), test_case.file_system_db()})
         QCOMPARE(TestCase::rows(path, "pragma integrity_check"), (QList<QVariantList>{{"ok"}}));
-}
-
-void tst_full_metadata_run::photo_dated_in_the_examiners_zone_data()
-{
-    QTest::addColumn<QByteArray>("zone"); // the worker's TZ
-    QTest::addColumn<QString>("expected"); // both content dates as stored
-
-    // Taken at 2008:10:22 16:38:20 by a camera that recorded no zone, edited weeks later.
-    QTest::newRow("examiner in London, an hour ahead of UTC") << QByteArray("Europe/London") << "1224689900";
-    QTest::newRow("examiner in New York, four hours behind") << QByteArray("America/New_York") << "1224707900";
-}
-
-void tst_full_metadata_run::photo_dated_in_the_examiners_zone()
-{
-    QFETCH(QByteArray, zone);
-    QFETCH(QString, expected);
-    if (!QFileInfo::exists(QFileInfo(QStringLiteral(VANTREL_EXECUTABLE)).absolutePath() + "/vantrel-importer"))
-        QSKIP("no content importer is built beside the worker");
-    for (const char *tool : {"ffmpeg", "exiv2"}) {
-        if (QStandardPaths::findExecutable(tool).isEmpty())
-            QSKIP(qPrintable(QStringLiteral("%1 is not installed").arg(tool)));
-    }
-    QTemporaryDir made;
-    const QString photo = made.filePath("camera.jpg");
-    QCOMPARE(QProcess::execute("ffmpeg", {"-nostdin", "-loglevel", "error", "-f", "lavfi", "-i", "testsrc=size=64x48",
-                                          "-frames:v", "1", photo}), 0);
-    QCOMPARE(QProcess::execute("exiv2", {"-M", "set Exif.Photo.DateTimeOriginal 2008:10:22 16:38:20",
-                                         "-M", "set Exif.Image.DateTime 2008:11:01 21:15:08", photo}), 0);
-    QFile made_photo(photo);
-    QVERIFY(made_photo.open(QIODevice::ReadOnly));
-
-    TestCase test_case;
-    test_case.add_file("/DCIM/camera.jpg", made_photo.readAll());
-    test_case.create_file_system_db({{1, "/DCIM/camera.jpg"}});
-    const QStringList dates = {"kMDItemContentCreationDate", "kMDItemContentModificationDate"};
-    test_case.create_metadata_db(dates);
-    const QByteArray examiner = qgetenv("TZ");
-    qputenv("TZ", zone);
-    const TestCase::Result result = test_case.run("2", QString(), dates, dates);
-    qputenv("TZ", examiner);
-    QCOMPARE(result.exit_code, 0);
-    QCOMPARE(text_rows(test_case.metadata_db(), "select kMDItemContentCreationDate, kMDItemContentModificationDate from files"),
-             (QList<QStringList>{{expected, expected}}));
 }
 
 QTEST_GUILESS_MAIN(tst_full_metadata_run)

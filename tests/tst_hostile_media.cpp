@@ -12,6 +12,7 @@
 #include "type_identity/content_type.h"
 
 #include <QBuffer>
+#include <QtEndian>
 #include <QImage>
 #include <QtTest>
 
@@ -41,31 +42,12 @@ QByteArray pdf_of(const QList<QByteArray> &objects, const QByteArray &trailer_en
            + " >>\nstartxref\n" + QByteArray::number(pdf.size()) + "\n%%EOF\n";
 }
 
-quint32 crc32_of(const QByteArray &bytes)
+// A number of that type, most significant byte first, as media boxes and segments hold it.
+template <typename T> QByteArray big_endian(T value)
 {
-    quint32 crc = 0xFFFFFFFFu;
-    for (const char byte : bytes) {
-        crc ^= quint8(byte);
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc >> 1) ^ (0xEDB88320u & (0u - (crc & 1u)));
-    }
-    return ~crc;
-}
-
-QByteArray big_endian(quint32 value, int bytes)
-{
-    QByteArray out;
-    for (int i = bytes - 1; i >= 0; --i)
-        out += char((value >> (8 * i)) & 0xFF);
+    QByteArray out(sizeof(T), Qt::Uninitialized);
+    qToBigEndian(value, out.data());
     return out;
-}
-
-quint32 read_big_endian(const QByteArray &bytes, qsizetype offset, int size)
-{
-    quint32 value = 0;
-    for (int i = 0; i < size; ++i)
-        value = (value << 8) | quint8(bytes.at(offset + i));
-    return value;
 }
 
 // The HEIF photo with its meta box replaced: the original left in place as
@@ -78,24 +60,24 @@ QByteArray heif_with_references(QByteArray heif, const QList<QByteArray> &locati
     const qsizetype meta = heif.indexOf("meta") - 4;
     if (meta < 0)
         return QByteArray();
-    QByteArray box = heif.mid(meta, read_big_endian(heif, meta, 4));
+    QByteArray box = heif.mid(meta, qFromBigEndian<quint32>(heif.constData() + meta));
     heif.replace(meta + 4, 4, "free");
     QByteArray entries;
     for (const QByteArray &location : locations)
-        entries += big_endian(quint32(12 + location.size() + 1), 4) + "url " + QByteArray(4, '\0') + location + '\0';
-    const QByteArray dref = big_endian(quint32(16 + entries.size()), 4) + "dref" + QByteArray(4, '\0')
-                            + big_endian(quint32(locations.size()), 4) + entries;
-    box += big_endian(quint32(8 + dref.size()), 4) + "dinf" + dref;
-    box.replace(0, 4, big_endian(quint32(box.size()), 4));
+        entries += big_endian(quint32(12 + location.size() + 1)) + "url " + QByteArray(4, '\0') + location + '\0';
+    const QByteArray dref = big_endian(quint32(16 + entries.size())) + "dref" + QByteArray(4, '\0')
+                            + big_endian(quint32(locations.size())) + entries;
+    box += big_endian(quint32(8 + dref.size())) + "dinf" + dref;
+    box.replace(0, 4, big_endian(quint32(box.size())));
 
     const qsizetype iloc = box.indexOf("iloc") - 4;
     if (iloc < 0 || box.at(iloc + 8) != 1 || box.at(iloc + 12) != 0x44 || box.at(iloc + 13) != 0x40)
         return QByteArray();
     qsizetype item = iloc + 16;
-    for (quint32 items = read_big_endian(box, iloc + 14, 2); items > 0; --items) {
+    for (quint16 items = qFromBigEndian<quint16>(box.constData() + iloc + 14); items > 0; --items) {
         // Identifier, construction method, then the data reference index.
-        box.replace(item + 4, 2, big_endian(1, 2));
-        item += 10 + 2 + qsizetype(read_big_endian(box, item + 10, 2)) * 8;
+        box.replace(item + 4, 2, big_endian(quint16(1)));
+        item += 10 + 2 + qsizetype(qFromBigEndian<quint16>(box.constData() + item + 10)) * 8;
     }
     return heif + box;
 }
@@ -162,7 +144,7 @@ private slots:
 private:
     // The hostile files: a row name, a name on the volume, content, a value the row must hold.
     void hostile_files(bool films_only);
-    // A Word document whose relationships and entities name the outside files and address.
+    // A Word document's properties and relationships (all its importer reads) naming the outside files and address.
     QByteArray office_document(const QString &address);
     qint64 outside_access_time(const QString &name) const;
     // Connections the listener was offered since it last looked.
@@ -242,16 +224,12 @@ QByteArray tst_hostile_media::office_document(const QString &address)
         return QString::fromLatin1(relationship).arg(id).arg(type, target, external ? " TargetMode=\"External\"" : "").toUtf8();
     };
     const std::pair<const char *, QByteArray> files[] = {
-        { "[Content_Types].xml", xml + "<Types xmlns=\"http://schemas.openxmlformats.org/package/2006/content-types\">"
-          "<Default Extension=\"xml\" ContentType=\"application/xml\"/></Types>" },
         { "_rels/.rels", xml + "<Relationships xmlns=\"http://schemas.openxmlformats.org/package/2006/relationships\">"
           + related(1, "officeDocument", "word/document.xml", false) + related(2, "hyperlink", address, true)
           + related(3, "image", "file://" + outside + "/secret-film.ts", true) + "</Relationships>" },
         { "word/_rels/document.xml.rels", xml + "<Relationships xmlns=\"http://schemas.openxmlformats.org/package/2006/"
           "relationships\">" + related(1, "attachedTemplate", address + "/template.dotx", true)
           + related(2, "oleObject", "file://" + outside + "/secret.txt", true) + "</Relationships>" },
-        { "word/document.xml", xml + "<w:document xmlns:w=\"http://schemas.openxmlformats.org/wordprocessingml/"
-          "2006/main\"><w:body/></w:document>" },
         { "docProps/core.xml", xml + "<cp:coreProperties xmlns:dc=\"http://purl.org/dc/elements/1.1/\" xmlns:cp="
           "\"http://schemas.openxmlformats.org/package/2006/metadata/core-properties\"><dc:title>Hostile letter"
           "</dc:title></cp:coreProperties>" },
@@ -302,11 +280,9 @@ void tst_hostile_media::hostile_files(bool films_only)
     };
     row("concat list named .mpg reads no outside film", "/Movies/list.mpg", concat);
     row("HLS playlist named .mpg reads no outside film", "/Movies/playlist.mpg", hls(film));
-    row("HLS playlist named .mpeg fetches nothing over HTTP", "/Movies/playlist.mpeg", hls(address + "/segment.ts"));
     row("DASH manifest named .mpg reads no outside film", "/Movies/manifest.mpg", dash(film));
     row("DASH manifest named .mpg fetches nothing over HTTP", "/Movies/remote.mpg", dash(address + "/film.mp4"));
     row("SDP description named .mpg binds no port", "/Movies/session.mpg", sdp);
-    row("HLS playlist named .mp4 reads no outside film", "/Movies/playlist.mp4", hls(film));
     row("concat list named .mov reads no outside film", "/Movies/list.mov", concat);
     row("DASH manifest named .m4v fetches nothing over HTTP", "/Movies/manifest.m4v", dash(address + "/film.mp4"));
     row("HLS playlist named .webm fetches nothing over HTTP", "/Movies/playlist.webm", hls(address + "/segment.ts"));
@@ -331,7 +307,7 @@ void tst_hostile_media::hostile_files(bool films_only)
     row("Word document with external relationships and entities reads only its own parts", "/Docs/letter.docx",
         office_document(QString::fromUtf8(address)), "Hostile letter");
 
-    const auto xmp = [&](const QByteArray &description) { return "<?xpacket begin=\"\" id=\"W5M0MpCehiHzreSzNTczkc9d\"?>"
+    const QByteArray xmp = "<?xpacket begin=\"\" id=\"W5M0MpCehiHzreSzNTczkc9d\"?>"
         "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\">"
         "<rdf:Description rdf:about=\"\" xmlns:xmp=\"http://ns.adobe.com/xap/1.0/\" xmlns:xmpGImg="
         "\"http://ns.adobe.com/xap/1.0/g/img/\" xmlns:xmpMM=\"http://ns.adobe.com/xap/1.0/mm/\" xmlns:stRef="
@@ -339,20 +315,16 @@ void tst_hostile_media::hostile_files(bool films_only)
         "<xmp:BaseURL>" + address + "/base</xmp:BaseURL><xmpMM:DerivedFrom stRef:filePath=\"" + film + "\"/>"
         "<xmp:Thumbnails><rdf:Alt><rdf:li rdf:parseType=\"Resource\"><xmpGImg:format>JPEG</xmpGImg:format>"
         "<xmpGImg:image>" + address + "/thumbnail.jpg</xmpGImg:image></rdf:li></rdf:Alt></xmp:Thumbnails>"
-        "<dc:description>" + description + "</dc:description></rdf:Description></rdf:RDF></x:xmpmeta>"
-        "<?xpacket end=\"w\"?>"; };
+        "<dc:description>&leak;&remote;</dc:description></rdf:Description></rdf:RDF></x:xmpmeta>"
+        "<?xpacket end=\"w\"?>";
     const QByteArray doctype = "<!DOCTYPE x:xmpmeta [<!ENTITY leak SYSTEM \"file://" + text + "\"><!ENTITY remote SYSTEM \""
                                + address + "/entity\">]>";
-    // The packet in an APP1 segment right after the JPEG's start of image.
-    const QByteArray jpeg_packet = "http://ns.adobe.com/xap/1.0/" + QByteArray(1, '\0') + xmp("Harbour at dusk");
+    // The packet, with outside entities declared, in an APP1 segment right after the JPEG's start of image.
+    const QByteArray jpeg_packet = "http://ns.adobe.com/xap/1.0/" + QByteArray(1, '\0') + doctype + xmp;
     const QByteArray jpeg = image_file(64, 48, "JPEG");
-    row("JPEG whose XMP thumbnail, base address and source are references opens none", "/Pictures/photo.jpg",
-        jpeg.left(2) + "\xFF\xE1" + big_endian(quint32(jpeg_packet.size() + 2), 2) + jpeg_packet + jpeg.mid(2), "|64|48|");
-    // The packet, with outside entities declared, in an iTXt chunk right after the PNG's header.
-    const QByteArray itxt = "iTXtXML:com.adobe.xmp" + QByteArray(5, '\0') + doctype + xmp("&leak;&remote;");
-    const QByteArray png = image_file(30, 20, "PNG");
-    row("PNG whose XMP declares outside entities reads no outside file", "/Pictures/alpha.png",
-        png.left(33) + big_endian(quint32(itxt.size() - 4), 4) + itxt + big_endian(crc32_of(itxt), 4) + png.mid(33), "|30|20|");
+    row("JPEG whose XMP declares outside entities and names a thumbnail, base address and source opens none",
+        "/Pictures/photo.jpg", jpeg.left(2) + "\xFF\xE1" + big_endian(quint16(jpeg_packet.size() + 2)) + jpeg_packet + jpeg.mid(2),
+        "|64|48|");
     QFile heif(films_dir.filePath("photo.heic"));
     row("HEIC whose item data lie in an outside film and at an address reads neither", "/Pictures/photo.heic",
         heif_with_references(heif.open(QIODevice::ReadOnly) ? heif.readAll() : QByteArray(),

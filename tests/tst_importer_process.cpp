@@ -3,9 +3,11 @@
 // the worker gets the next file's values from a fresh process.
 
 #include "content_samples.h"
+#include "evidence_files.h"
 #include "file_system_lockout.h"
 #include "content/importer_process.h"
 #include "metadata_value_text.h"
+#include "type_identity/content_type.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -38,11 +40,8 @@ public:
     UniqueFd open(const QByteArray &content)
     {
         const QString path = dir.filePath(QString::number(++count));
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-            return UniqueFd();
-        file.close();
-        return UniqueFd(::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+        return write_file(path, content) ? UniqueFd(::open(native(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC))
+                                         : UniqueFd();
     }
     QString path(const QString &name) const { return dir.filePath(name); }
     // The test importer under another name, which changes how it behaves.
@@ -74,21 +73,11 @@ MetadataValue value_of(const std::optional<ImportedValues> &values, const QStrin
     return MetadataValue::null_value();
 }
 
-// Children of this test process that have ended but were not reaped.
-int zombie_children()
+// Whether a child of this test process has ended but was not reaped; it is left unreaped.
+bool zombie_child()
 {
-    int zombies = 0;
-    const QString self = QString::number(::getpid());
-    const QStringList tasks = QDir("/proc").entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    for (const QString &task : tasks) {
-        QFile status("/proc/" + task + "/stat");
-        if (!status.open(QIODevice::ReadOnly))
-            continue;
-        const QList<QByteArray> fields = status.readAll().split(')').value(1).trimmed().split(' ');
-        if (fields.size() > 1 && fields[0] == "Z" && fields[1] == self.toLatin1())
-            ++zombies;
-    }
-    return zombies;
+    siginfo_t ended = {};
+    return ::waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid != 0;
 }
 
 // Whether pid names a process that has not died (stopped or asleep counts).
@@ -144,17 +133,6 @@ QByteArray proc_link(pid_t pid, const char *link)
     return size > 0 ? QByteArray(target, size) : QByteArray();
 }
 
-// A process's environment, one variable an item.
-QByteArrayList environment_of(pid_t pid)
-{
-    QFile environ(QStringLiteral("/proc/%1/environ").arg(pid));
-    if (!environ.open(QIODevice::ReadOnly))
-        return {"unreadable"};
-    QByteArrayList variables = environ.readAll().split('\0');
-    variables.removeAll(QByteArray());
-    return variables;
-}
-
 // The values rendered as the worker stores them, one "key=text" each, sorted.
 QStringList rendered(const std::optional<ImportedValues> &values)
 {
@@ -172,10 +150,12 @@ class tst_importer_process : public QObject
     Q_OBJECT
 
 private slots:
+    // An examiner's zone far from UTC, which the confined importer must read
+    // a capture time without a zone in, as the parsers in process do.
+    void initTestCase() { qputenv("TZ", "America/New_York"); }
     void failing_file_costs_only_its_own_values_data();
     void failing_file_costs_only_its_own_values();
     void limits_and_descriptors_of_the_process();
-    void sparse_video_read_whole_or_stopped();
     void process_replaced_after_its_share_of_files();
     void confinement_of_a_live_importer_data();
     void confinement_of_a_live_importer();
@@ -224,7 +204,7 @@ void tst_importer_process::failing_file_costs_only_its_own_values()
         QCOMPARE(started.size(), 2);
 
         QVERIFY(!import(importer, files, hostile));
-        QCOMPARE(zombie_children(), 0);
+        QVERIFY(!zombie_child());
         // Killed by its spawner, or with it.
         QTRY_VERIFY_WITH_TIMEOUT(!alive(started[1]), 2000);
 
@@ -237,7 +217,7 @@ void tst_importer_process::failing_file_costs_only_its_own_values()
     }
     // Nothing started for the worker outlives it.
     QTRY_VERIFY_WITH_TIMEOUT(std::none_of(started.begin(), started.end(), alive), 2000);
-    QCOMPARE(zombie_children(), 0);
+    QVERIFY(!zombie_child());
 }
 
 void tst_importer_process::limits_and_descriptors_of_the_process()
@@ -256,23 +236,6 @@ void tst_importer_process::limits_and_descriptors_of_the_process()
     QCOMPARE(value_of(values, "kMDItemNumberOfPages"), MetadataValue::from_number(0));
     // Nor can another importer attach to it, or to the spawner it came from.
     QCOMPARE(value_of(values, "kMDItemDurationSeconds"), MetadataValue::from_number(0));
-}
-
-void tst_importer_process::sparse_video_read_whole_or_stopped()
-{
-    Files files;
-    const UniqueFd video = files.open("read-all\n");
-    QVERIFY(video);
-    QFile grow(files.path("1"));
-    QVERIFY(grow.open(QIODevice::ReadWrite));
-    QVERIFY(grow.resize(qint64(2) << 30));
-    grow.close();
-
-    ImporterProcess importer(VANTREL_TEST_IMPORTER, test_limits());
-    const std::optional<ImportedValues> values = importer.import(video.get(), QStringLiteral("public.mpeg-4"));
-    // Either the importer read all of it in time, or it was stopped at the limit.
-    if (values)
-        QCOMPARE(value_of(values, "kMDItemNumberOfPages"), MetadataValue::from_number(double(qint64(2) << 30)));
 }
 
 void tst_importer_process::process_replaced_after_its_share_of_files()
@@ -328,8 +291,9 @@ void tst_importer_process::confinement_of_a_live_importer()
     if (::geteuid() == 0) {
         // Only root may read what a process that is not dumpable holds.
         // Nothing of the worker's environment but the examiner's time zone.
-        const QByteArrayList expected = qEnvironmentVariableIsSet("TZ") ? QByteArrayList{"TZ=" + qgetenv("TZ")} : QByteArrayList();
-        QCOMPARE(environment_of(live), expected);
+        QFile environment(QStringLiteral("/proc/%1/environ").arg(live));
+        QVERIFY(environment.open(QIODevice::ReadOnly));
+        QCOMPARE(environment.readAll(), qEnvironmentVariableIsSet("TZ") ? "TZ=" + qgetenv("TZ") + '\0' : QByteArray());
         QCOMPARE(proc_link(live, "cwd"), QByteArray("/"));
         // Started by root: nobody, with no groups and no capability to regain.
         QCOMPARE(status.value("Uid"), QByteArray("65534 65534 65534 65534"));
@@ -413,29 +377,22 @@ void tst_importer_process::file_system_lockout()
 void tst_importer_process::confined_importer_reads_as_the_parsers_do_data()
 {
     QTest::addColumn<QString>("sample");
-    QTest::addColumn<QString>("content_type");
 
+    // Each library the importers read with, and each of their forms it takes.
     samples.make_all();
-    const char *const read[][2] = {
-        {"photo.jpg", "public.jpeg"}, {"turned.jpg", "public.jpeg"}, {"alpha.png", "public.png"},
-        {"small.heic", "public.heic"}, {"written.pdf", "com.adobe.pdf"}, {"described.pdf", "com.adobe.pdf"},
-        {"open-encrypted.pdf", "com.adobe.pdf"}, {"locked.pdf", "com.adobe.pdf"}, {"song.mp3", "public.mp3"},
-        {"song.m4a", "com.apple.m4a-audio"}, {"song.wav", "com.microsoft.waveform-audio"},
-        {"clip.mp4", "public.mpeg-4"}, {"clip.mov", "com.apple.quicktime-movie"},
-        {"report.docx", "org.openxmlformats.wordprocessingml.document"},
-        {"minutes.odt", "org.oasis-open.opendocument.text"},
-    };
-    for (const auto &[sample, content_type] : read) {
+    for (const char *sample : {"photo.jpg", "turned.jpg", "camera.jpg", "alpha.png", "small.heic", "written.pdf", "described.pdf",
+                               "open-encrypted.pdf", "locked.pdf", "song.mp3", "song.m4a", "song.wav", "clip.mp4",
+                               "clip.mov", "report.docx", "minutes.odt"}) {
         if (!samples.missing.count(sample))
-            QTest::newRow(sample) << QString::fromLatin1(sample) << QString::fromLatin1(content_type);
+            QTest::newRow(sample) << QString::fromLatin1(sample);
     }
 }
 
 void tst_importer_process::confined_importer_reads_as_the_parsers_do()
 {
     QFETCH(QString, sample);
-    QFETCH(QString, content_type);
 
+    const QString content_type = content_type_identifier(sample);
     const QStringList in_process = rendered(import_file(samples.path(sample), content_type));
     QVERIFY(!in_process.isEmpty());
     ImporterProcess importer(VANTREL_IMPORTER);
@@ -458,8 +415,6 @@ void tst_importer_process::importers_that_cannot_be_had_cost_a_few_waits_data()
         << "silent-spawner" << plain << 3 << 0 << QString();
     // A hostile evidence maker must not switch content reading off for the
     // other files.
-    QTest::newRow("files that hang their importers leave the next file read")
-        << "spawner" << (QByteArrayList(5, "sleep") << "kMDItemTitle=after") << 6 << 6 << "after";
     QTest::newRow("files that crash their importers leave the next file read")
         << "spawner" << (QByteArrayList(5, "crash") << "kMDItemTitle=after") << 6 << 6 << "after";
     QTest::newRow("files that signal their spawner leave the next file read")
@@ -486,7 +441,7 @@ void tst_importer_process::importers_that_cannot_be_had_cost_a_few_waits()
     QCOMPARE(importer.given_up(), starts == 0);
     QCOMPARE(value_of(last, "kMDItemTitle"), last_title.isEmpty() ? MetadataValue::null_value()
                                                                    : MetadataValue::from_text(last_title));
-    QCOMPARE(zombie_children(), 0);
+    QVERIFY(!zombie_child());
 }
 
 QTEST_GUILESS_MAIN(tst_importer_process)

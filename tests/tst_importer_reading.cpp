@@ -19,26 +19,13 @@
 
 namespace {
 
-// A sample of every type the table lists, by type.
-const std::map<QString, QString> sample_of_type = {
-    {"public.jpeg", "photo.jpg"}, {"public.png", "alpha.png"}, {"public.tiff", "scan.tif"},
-    {"public.heic", "small.heic"}, {"public.heif", "small.heif"}, {"com.compuserve.gif", "image.gif"},
-    {"org.webmproject.webp", "image.webp"}, {"com.adobe.raw-image", "photo.dng"},
-    {"com.canon.cr2-raw-image", "photo.cr2"}, {"com.nikon.raw-image", "photo.nef"},
-    {"com.sony.arw-raw-image", "photo.arw"}, {"com.canon.cr3-raw-image", "photo.cr3"},
-    {"com.fuji.raw-image", "photo.raf"}, {"com.olympus.raw-image", "photo.orf"},
-    {"com.panasonic.rw2-raw-image", "photo.rw2"}, {"com.adobe.pdf", "written.pdf"}, {"public.mp3", "song.mp3"},
-    {"com.apple.m4a-audio", "song.m4a"}, {"com.apple.protected-mpeg-4-audio", "song.m4p"},
-    {"com.apple.m4b-audio", "song.m4b"}, {"com.microsoft.waveform-audio", "song.wav"},
-    {"public.aiff-audio", "song.aiff"}, {"public.aifc-audio", "song.aifc"}, {"org.xiph.flac", "song.flac"},
-    {"org.xiph.ogg-audio", "song.ogg"}, {"com.apple.quicktime-movie", "clip.mov"}, {"public.mpeg-4", "clip.mp4"},
-    {"com.apple.m4v-video", "clip.m4v"}, {"public.3gpp", "clip.3gp"}, {"public.avi", "clip.avi"},
-    {"public.mpeg", "clip.mpg"}, {"org.webmproject.webm", "clip.webm"},
-    {"org.openxmlformats.wordprocessingml.document", "report.docx"},
-    {"org.openxmlformats.spreadsheetml.sheet", "sheet.xlsx"},
-    {"org.openxmlformats.presentationml.presentation", "deck.pptx"},
-    {"org.oasis-open.opendocument.text", "minutes.odt"}, {"org.oasis-open.opendocument.spreadsheet", "sheet.ods"},
-    {"org.oasis-open.opendocument.presentation", "slides.odp"},
+// A sample of every type the table lists, found by the type the worker gives its name.
+const QStringList samples_read = {
+    "photo.jpg", "alpha.png", "scan.tif", "small.heic", "small.heif", "image.gif", "image.webp", "photo.dng",
+    "photo.cr2", "photo.nef", "photo.arw", "photo.cr3", "photo.raf", "photo.orf", "photo.rw2", "written.pdf",
+    "song.mp3", "song.m4a", "song.m4p", "song.m4b", "song.wav", "song.aiff", "song.aifc", "song.flac", "song.ogg",
+    "clip.mov", "clip.mp4", "clip.m4v", "clip.3gp", "clip.avi", "clip.mpg", "clip.webm", "report.docx", "sheet.xlsx",
+    "deck.pptx", "minutes.odt", "sheet.ods", "slides.odp",
 };
 
 // the reading guide's table rows for an importer: its types cell and the keys it names.
@@ -103,18 +90,18 @@ void tst_importer_reading::every_type_is_read_from_a_sample()
     QFETCH(QString, importer);
     QFETCH(QString, content_type);
 
-    const auto sample = sample_of_type.find(content_type);
-    QVERIFY2(sample != sample_of_type.end(), "the table lists a type no sample shows");
-    if (const auto reason = samples.missing.find(sample->second); reason != samples.missing.end())
-        QSKIP(qPrintable(reason->second));
     // The worker types the file by its name, asks for the table's keys and checks its first bytes.
-    QCOMPARE(content_type_identifier(sample->second), content_type);
+    const auto sample = std::find_if(samples_read.begin(), samples_read.end(),
+                                     [&](const QString &name) { return content_type_identifier(name) == content_type; });
+    QVERIFY2(sample != samples_read.end(), "the table lists a type no sample shows");
+    if (const auto reason = samples.missing.find(*sample); reason != samples.missing.end())
+        QSKIP(qPrintable(reason->second));
     const QStringList keys = reading_keys(importer);
     QCOMPARE(importable_keys(content_type), QSet<QString>(keys.begin(), keys.end()));
-    QVERIFY(content_may_match(content_type, samples.read(sample->second).left(content_signature_bytes)));
+    QVERIFY(content_may_match(content_type, samples.read(*sample).left(content_signature_bytes)));
     // The importer process hands it to the importer the table names, which finds values.
     QString chosen;
-    const ImportedValues values = import_file(samples.path(sample->second), content_type, &chosen);
+    const ImportedValues values = import_file(samples.path(*sample), content_type, &chosen);
     QCOMPARE(chosen, importer);
     QVERIFY2(!values.empty(), "no value read");
     for (const auto &[key, value] : values)

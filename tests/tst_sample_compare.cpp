@@ -77,7 +77,7 @@ void tst_sample_compare::reports_what_differs()
     QFETCH(QByteArray, expected);
     QFETCH(int, status);
     QFETCH(QString, output);
-    if (!samples.missing.empty() && samples.missing.count("photo.jpg"))
+    if (samples.missing.count("photo.jpg"))
         QSKIP(qPrintable(samples.missing["photo.jpg"]));
 
     QVERIFY(write_file(folder.filePath("expected.txt"), expected));

@@ -52,29 +52,17 @@ QByteArray finder_info(const char *type, const char *creator, quint16 finder_fla
 // file's list of slices (20 bytes each, big-endian).
 QByteArray mach_o(const QString &how)
 {
+    const bool thin = how.startsWith("thin:");
+    const QStringList slices = how.startsWith("universal:") ? how.mid(10).split(',') : QStringList();
+    QList<quint32> words = thin ? QList<quint32>{0xfeedfacf, how.mid(5).toUInt(nullptr, 0)}
+                         : how == "ppc" ? QList<quint32>{0xfeedface, 18} : QList<quint32>{0xcafebabe, quint32(slices.size())};
+    for (const QString &slice : slices)
+        words << slice.section('/', 0, 0).toUInt(nullptr, 0) << slice.section('/', 1).toUInt(nullptr, 0) << 4096 << 4096 << 12;
     QByteArray bytes;
-    const auto word = [&bytes](quint32 value, bool big) {
+    for (const quint32 word : words) {
         char out[4];
-        big ? qToBigEndian(value, out) : qToLittleEndian(value, out);
+        thin ? qToLittleEndian(word, out) : qToBigEndian(word, out);
         bytes.append(out, 4);
-    };
-    if (how.startsWith("thin:")) {
-        word(0xfeedfacf, false);
-        word(how.mid(5).toUInt(nullptr, 0), false);
-    } else if (how == "ppc") {
-        word(0xfeedface, true);
-        word(18, true);
-    } else if (how.startsWith("universal:")) {
-        const QStringList slices = how.mid(10).split(',');
-        word(0xcafebabe, true);
-        word(quint32(slices.size()), true);
-        for (const QString &slice : slices) {
-            word(slice.section('/', 0, 0).toUInt(nullptr, 0), true);
-            word(slice.section('/', 1).toUInt(nullptr, 0), true);
-            word(4096, true);
-            word(4096, true);
-            word(12, true);
-        }
     }
     return bytes + QByteArray(64, '\0');
 }
@@ -179,6 +167,8 @@ void tst_type_identity::identity_data()
         "org.openxmlformats.wordprocessingml.document",
         "org.openxmlformats.wordprocessingml.document;org.openxmlformats.openxml;public.data;public.item;"
         "public.composite-content;public.content", "Microsoft Word document");
+    row("the last extension counts", "scan.jpg.pdf", "file:x", "com.adobe.pdf",
+        "com.adobe.pdf;public.data;public.item;public.composite-content;public.content", "PDF document");
     row("zip archive", "tools.zip", "file:x", "public.zip-archive",
         "public.zip-archive;com.pkware.zip-archive;public.data;public.item;public.archive", "ZIP archive");
     as_text("text file", "notes.txt", "file:a note");
@@ -373,32 +363,31 @@ void tst_type_identity::executable_facts_data()
     QTest::addColumn<QByteArray>("content"); // what lies at the executable's place; "link" a link to a real one
     QTest::addColumn<QString>("expected");   // architectures, platform, copyright
 
+    // Every bundle's Info.plist names a copyright, which is read beside what the executable gives.
     const auto row = [](const char *row, const char *bundle, const char *plist, const char *executable,
                         const QByteArray &content, const char *expected) {
-        QTest::newRow(row) << bundle << plist << executable << content << expected;
+        QTest::newRow(row) << bundle << plist << executable << content << QString(expected) + ",(c) 2024 Example Ltd";
     };
     const char *app = "Contents/Info.plist";
-    row("universal application: its slices in their order, its copyright", "Tool.app", app, "Tool",
-        mach_o("universal:0x01000007/3,0x0100000c/0"), "x86_64;arm64,<null>,(c) 2024 Example Ltd");
-    row("thin Apple silicon application", "Tool.app", app, "Tool", mach_o("thin:0x0100000c"), "arm64,<null>,(c) 2024 Example Ltd");
+    const QByteArray arm64 = mach_o("thin:0x0100000c");
+    row("universal application: its slices in their order", "Tool.app", app, "Tool",
+        mach_o("universal:0x01000007/3,0x0100000c/0"), "x86_64;arm64,<null>");
     row("arm64e slice shows as arm64, once", "Tool.app", app, "Tool",
-        mach_o("universal:0x01000007/3,0x0100000c/0,0x0100000c/2"), "x86_64;arm64,<null>,(c) 2024 Example Ltd");
-    row("big-endian PowerPC header", "Old.app", app, "Old", mach_o("ppc"), "ppc,<null>,(c) 2024 Example Ltd");
+        mach_o("universal:0x01000007/3,0x0100000c/0,0x0100000c/2"), "x86_64;arm64,<null>");
+    row("big-endian PowerPC header", "Old.app", app, "Old", mach_o("ppc"), "ppc,<null>");
     row("framework's executable lies at its top", "Kit.framework", "Resources/Info.plist", "Kit",
-        mach_o("thin:0x01000007"), "x86_64,<null>,(c) 2024 Example Ltd");
-    row("iPhone application: flat bundle, platform from LSRequiresIPhoneOS", "Phone.app", "Info.plist", "Phone",
-        mach_o("thin:0x0100000c"), "arm64,LSRequiresIPhoneOS,(c) 2024 Example Ltd");
+        mach_o("thin:0x01000007"), "x86_64,<null>");
+    row("iPhone application: flat bundle, thin, platform from LSRequiresIPhoneOS", "Phone.app", "Info.plist", "Phone",
+        arm64, "arm64,LSRequiresIPhoneOS");
     // What is no Mach-O executable names no architecture.
-    row("script as the executable", "Tool.app", app, "Tool", "#!/bin/sh\nexec true\n", "<null>,<null>,(c) 2024 Example Ltd");
+    row("script as the executable", "Tool.app", app, "Tool", "#!/bin/sh\nexec true\n", "<null>,<null>");
     row("Java class file shares the universal magic", "Tool.app", app, "Tool",
-        QByteArray::fromHex("cafebabe00000034") + mach_o("universal:0x0100000c/0").repeated(40),
-        "<null>,<null>,(c) 2024 Example Ltd");
+        QByteArray::fromHex("cafebabe00000034") + mach_o("universal:0x0100000c/0").repeated(40), "<null>,<null>");
     row("universal file claiming more slices than it holds", "Tool.app", app, "Tool",
-        QByteArray::fromHex("cafebabe00000030") + QByteArray(40, '\0'), "<null>,<null>,(c) 2024 Example Ltd");
-    row("executable named out of the bundle is not read", "Tool.app", app, "../../Tool", mach_o("thin:0x0100000c"),
-        "<null>,<null>,(c) 2024 Example Ltd");
-    row("executable that is a link is not followed", "Tool.app", app, "Tool", "link", "<null>,<null>,(c) 2024 Example Ltd");
-    row("plain folder: nothing read", "Tools", app, "Tool", mach_o("thin:0x0100000c"), "<null>,<null>,<null>");
+        QByteArray::fromHex("cafebabe00000030") + QByteArray(40, '\0'), "<null>,<null>");
+    row("executable named out of the bundle is not read", "Tool.app", app, "../../Tool", arm64, "<null>,<null>");
+    row("executable that is a link is not followed", "Tool.app", app, "Tool", "link", "<null>,<null>");
+    QTest::newRow("plain folder: nothing read") << "Tools" << app << "Tool" << arm64 << "<null>,<null>,<null>";
 }
 
 void tst_type_identity::executable_facts()

@@ -10,7 +10,6 @@
 //   forge                sends a second answer nobody asked for
 //   kill-spawner         kills the spawner that forked it (and so itself)
 //   stop-spawner         stops the spawner that forked it, then never answers
-//   read-all             reads the whole file, then gives its size
 //   chatter              prints on its standard streams before answering
 //   limits               gives its own limits, foreign descriptors and
 //                        whether it can be attached to
@@ -29,6 +28,7 @@
 #include "importer_spawner.h"
 #include "import_protocol.h"
 #include "spawn_protocol.h"
+#include "unique_fd.h"
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -83,49 +83,36 @@ double outcome(long result)
 }
 
 // A thread started before the sandbox, as a library may start one at load,
-// that tries to open a file by name whenever asked.
-class Bystander
+// that tries to open a file by name every millisecond; the error of its
+// latest try, 0 for success; -1 until it tries again; -2 when never started.
+std::atomic<int> bystander_error{-2};
+
+void start_bystander()
 {
-public:
-    // Returns once the thread runs: one still starting would be caught by
-    // the sandbox halfway through its start.
-    Bystander()
-    {
-        std::thread([this] { serve(); }).detach();
-        while (error.load() == unset)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-
-    // The error its open gave, 0 for success.
-    int try_open()
-    {
-        error = asked;
-        while (error.load() == asked)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        return error;
-    }
-
-private:
-    static constexpr int unset = -1, asked = -2;
-
-    [[noreturn]] void serve()
-    {
-        error = 0;
+    bystander_error = -1;
+    std::thread([] {
         for (;;) {
-            if (error.load() == asked) {
-                const int opened = ::open("/etc/passwd", O_RDONLY | O_CLOEXEC);
-                error = opened < 0 ? errno : 0;
-                if (opened >= 0)
-                    ::close(opened);
-            }
+            const int opened = ::open("/etc/passwd", O_RDONLY | O_CLOEXEC);
+            bystander_error = opened < 0 ? errno : 0;
+            if (opened >= 0)
+                ::close(opened);
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
+    }).detach();
+    // Returns once it runs: one still starting would be caught by the sandbox halfway through its start.
+    while (bystander_error.load() == -1)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+// The error of a try begun once the sandbox held: the second try after asking.
+int bystander_try()
+{
+    for (int tries = 0; tries < 2; ++tries) {
+        for (bystander_error = -1; bystander_error.load() == -1;)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-
-    std::atomic<int> error{unset};
-};
-
-Bystander *bystander = nullptr;
+    return bystander_error;
+}
 
 // What the sandbox refuses, tried; each key holds the error it gave.
 ImportedValues trespass(pid_t spawner)
@@ -134,10 +121,10 @@ ImportedValues trespass(pid_t spawner)
     const auto record = [&tried](const char *key, double error) {
         tried.emplace_back(QString::fromLatin1(key), MetadataValue::from_number(error));
     };
-    const int opened = ::open("/etc/passwd", O_RDONLY | O_CLOEXEC);
-    record("open", outcome(opened));
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    record("socket", outcome(socket));
+    const UniqueFd opened(::open("/etc/passwd", O_RDONLY | O_CLOEXEC));
+    record("open", outcome(opened.get()));
+    const UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    record("socket", outcome(socket.get()));
     char *const argv[] = {const_cast<char *>("true"), nullptr};
     record("execve", outcome(::execve("/bin/true", argv, argv + 1)));
     const pid_t child = ::fork();
@@ -146,12 +133,8 @@ ImportedValues trespass(pid_t spawner)
     record("fork", outcome(child));
     record("write", outcome(::write(STDERR_FILENO, "x", 1)));
     record("signal", outcome(::kill(spawner, 0)));
-    if (bystander)
-        record("open-elsewhere", bystander->try_open());
-    if (opened >= 0)
-        ::close(opened);
-    if (socket >= 0)
-        ::close(socket);
+    if (bystander_error != -2)
+        record("open-elsewhere", bystander_try());
     if (child > 0)
         ::waitpid(child, nullptr, 0);
     return tried;
@@ -212,12 +195,6 @@ public:
                     block[0] = 1;
                     blocks.push_back(const_cast<char *>(block));
                 }
-            } else if (line == "read-all") {
-                static char buffer[1 << 20];
-                double total = 0;
-                for (ssize_t got; (got = ::pread(file, buffer, sizeof buffer, off_t(total))) > 0;)
-                    total += double(got);
-                values.emplace_back("kMDItemNumberOfPages", MetadataValue::from_number(total));
             } else if (line == "chatter") {
                 std::fputs("importer chatter on stdout\n", stdout);
                 std::fputs("importer chatter on stderr\n", stderr);
@@ -266,7 +243,7 @@ ContentImporters scripted_importers()
 int main(int argc, char *argv[])
 {
     if (argc == 2 && std::strcmp(argv[1], importer_only_argument) == 0) {
-        bystander = new Bystander;
+        start_bystander();
         return run_exec_started_importer(scripted_importers);
     }
     const QByteArray name = argv[0];
