@@ -292,7 +292,7 @@ void tst_hostile_media::hostile_files(bool films_only)
 
     // Every way a document names another file or address, and a title read beside them.
     const QByteArray text = (outside + "/secret.txt").toUtf8();
-    row("PDF with link, launch, remote go-to, external stream and file specification opens none", "/Docs/report.pdf",
+    row("PDF with link, launch, remote go-to, external stream and embedded file reference opens none", "/Docs/report.pdf",
         pdf_of({ "<< /Type /Catalog /Pages 2 0 R /OpenAction << /S /URI /URI (" + address + "/opened) >>"
                  " /Names << /EmbeddedFiles << /Names [(secret.txt) 6 0 R] >> >> >>",
                  "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",

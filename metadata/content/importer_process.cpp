@@ -4,13 +4,13 @@
 #include "import_protocol.h"
 #include "spawn_protocol.h"
 
+#include "isolated_child.h"
+
 #include <QFile>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -29,48 +29,6 @@ UniqueFd moved_above_standard(UniqueFd fd)
     if (!fd)
         return fd;
     return UniqueFd(::fcntl(fd.get(), F_DUPFD_CLOEXEC, first_spare_fd));
-}
-
-// In the child, between fork and exec: only async-signal-safe calls. The
-// limits set here hold for every importer the spawner forks.
-[[noreturn]] void become_spawner(const char *program, char *const argv[], char *const environment[], int control, int null_device,
-                                 pid_t worker, const ImporterLimits &limits)
-{
-    // The spawner, and so its importers, must not outlive the worker, even
-    // when the worker is killed; and if the worker is already gone, it must
-    // not start at all.
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (::getppid() != worker)
-        ::_exit(127);
-    // A group of its own, so that whatever it starts is killed with it.
-    ::setpgid(0, 0);
-
-    const rlimit address_space = {limits.address_space_bytes, limits.address_space_bytes};
-    const rlimit cpu = {limits.cpu_seconds, limits.cpu_seconds};
-    const rlimit no_core = {0, 0};
-    if (::setrlimit(RLIMIT_AS, &address_space) != 0 || ::setrlimit(RLIMIT_CPU, &cpu) != 0
-        || ::setrlimit(RLIMIT_CORE, &no_core) != 0)
-        ::_exit(127);
-
-    // A library's chatter must not reach the worker's output, which the
-    // host reads.
-    if (::dup2(null_device, STDIN_FILENO) < 0 || ::dup2(null_device, STDOUT_FILENO) < 0
-        || ::dup2(null_device, STDERR_FILENO) < 0
-        || ::dup2(control, spawn_protocol::control_fd) < 0)
-        ::_exit(127);
-    // Nothing else of the worker (case databases, evidence) reaches it.
-    if (::close_range(spawn_protocol::control_fd + 1, ~0U, 0) != 0) {
-        for (int fd = spawn_protocol::control_fd + 1; fd < 65536; ++fd)
-            ::close(fd);
-    }
-
-    sigset_t none;
-    ::sigemptyset(&none);
-    ::sigprocmask(SIG_SETMASK, &none, nullptr);
-    ::signal(SIGPIPE, SIG_DFL);
-
-    ::execve(program, argv, environment);
-    ::_exit(127);
 }
 
 // Whether nothing waits on socket: bytes nobody asked for would be read as
@@ -129,8 +87,13 @@ bool ImporterProcess::start_spawner()
     const pid_t pid = ::fork();
     if (pid < 0)
         return false;
-    if (pid == 0)
-        become_spawner(program.constData(), argv, environment, spawner_end.get(), null_device.get(), worker, limits_);
+    if (pid == 0) {
+        // The limits set here hold for every importer the spawner forks.
+        static_assert(spawn_protocol::control_fd == 3);
+        const int places[] = {spawner_end.get()};
+        become_isolated_child({program.constData(), argv, environment, places, 1, null_device.get(), worker,
+                               limits_.address_space_bytes, limits_.cpu_seconds});
+    }
 
     // Also from this side, so that the group exists whichever runs first.
     ::setpgid(pid, pid);

@@ -1,14 +1,13 @@
 #include "image_reader_process.h"
 
 #include "descriptor_channel.h"
+#include "isolated_child.h"
 
 #include <QFile>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -25,44 +24,6 @@ constexpr int first_spare_fd = image_protocol::first_image_fd + image_protocol::
 UniqueFd moved_above_places(int fd)
 {
     return UniqueFd(::fcntl(fd, F_DUPFD_CLOEXEC, first_spare_fd));
-}
-
-// In the child, between fork and exec: only async-signal-safe calls.
-[[noreturn]] void become_reader(const char *program, char *const argv[], char *const environment[], int channel,
-                                const std::vector<int> &files, int null_device, pid_t worker,
-                                const ImageReaderLimits &limits)
-{
-    // The reader must not outlive the worker, even a killed one.
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (::getppid() != worker)
-        ::_exit(127);
-    ::setpgid(0, 0);
-    const rlimit address_space = {limits.address_space_bytes, limits.address_space_bytes};
-    const rlimit cpu = {limits.cpu_seconds, limits.cpu_seconds};
-    const rlimit no_core = {0, 0};
-    if (::setrlimit(RLIMIT_AS, &address_space) != 0 || ::setrlimit(RLIMIT_CPU, &cpu) != 0
-        || ::setrlimit(RLIMIT_CORE, &no_core) != 0)
-        ::_exit(127);
-    // A library's chatter must not reach the worker's output, which the host reads.
-    if (::dup2(null_device, STDIN_FILENO) < 0 || ::dup2(null_device, STDOUT_FILENO) < 0
-        || ::dup2(null_device, STDERR_FILENO) < 0 || ::dup2(channel, image_protocol::reader_channel_fd) < 0)
-        ::_exit(127);
-    for (std::size_t index = 0; index < files.size(); ++index) {
-        if (::dup2(files[index], image_protocol::first_image_fd + int(index)) < 0)
-            ::_exit(127);
-    }
-    // Nothing else of the worker (case databases, other evidence) reaches it.
-    const int first_closed = image_protocol::first_image_fd + int(files.size());
-    if (::close_range(unsigned(first_closed), ~0U, 0) != 0) {
-        for (int fd = first_closed; fd < 65536; ++fd)
-            ::close(fd);
-    }
-    sigset_t none;
-    ::sigemptyset(&none);
-    ::sigprocmask(SIG_SETMASK, &none, nullptr);
-    ::signal(SIGPIPE, SIG_DFL);
-    ::execve(program, argv, environment);
-    ::_exit(127);
 }
 
 // Whether nothing waits on socket: bytes nobody asked for would be read as
@@ -115,13 +76,18 @@ bool ImageReaderProcess::start()
     char *const argv[] = {const_cast<char *>(program.constData()), const_cast<char *>(count.constData()), nullptr};
     // Nothing of the worker's environment reaches a process that reads hostile images.
     char *const environment[] = {nullptr};
+    // The channel becomes the reader's channel descriptor, the image files
+    // the ones after it.
+    static_assert(image_protocol::reader_channel_fd == 3 && image_protocol::first_image_fd == 4);
+    std::vector<int> places = {reader_end.get()};
+    places.insert(places.end(), files.begin(), files.end());
     const pid_t worker = ::getpid();
     const pid_t pid = ::fork();
     if (pid < 0)
         return false;
     if (pid == 0)
-        become_reader(program.constData(), argv, environment, reader_end.get(), files, null_device.get(), worker,
-                      limits_);
+        become_isolated_child({program.constData(), argv, environment, places.data(), int(places.size()),
+                               null_device.get(), worker, limits_.address_space_bytes, limits_.cpu_seconds});
     ::setpgid(pid, pid);
     pid_ = pid;
     channel_ = std::move(worker_end);
