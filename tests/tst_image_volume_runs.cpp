@@ -10,6 +10,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/mount.h>
+
 namespace {
 
 const QStringList file_keys = {"kMDItemFSName", "kMDItemFSSize", "kMDItemFSCreationDate", "kMDItemFSOwnerUserID",
@@ -51,9 +53,12 @@ void tst_image_volume_runs::runs_give_the_image_values_data()
     QTest::addColumn<QString>("image");
     QTest::addColumn<QString>("owner");
     QTest::addColumn<QString>("group");
+    QTest::addColumn<bool>("mounted"); // the source is the folder a FUSE mount shows the image at
 
-    QTest::newRow("APFS container") << "apfs.raw" << "99" << "99";
-    QTest::newRow("HFS+ volume") << "hfsplus.raw" << "501" << "20";
+    QTest::newRow("APFS container") << "apfs.raw" << "99" << "99" << false;
+    QTest::newRow("HFS+ volume") << "hfsplus.raw" << "501" << "20" << false;
+    // The mount shows no birth time, date added or owner: the image behind it does.
+    QTest::newRow("APFS container behind its FUSE mount") << "apfs.raw" << "99" << "99" << true;
 }
 
 void tst_image_volume_runs::runs_give_the_image_values()
@@ -61,9 +66,21 @@ void tst_image_volume_runs::runs_give_the_image_values()
     QFETCH(QString, image);
     QFETCH(QString, owner);
     QFETCH(QString, group);
+    QFETCH(bool, mounted);
 
     TestCase test_case;
     test_case.set_source_root(scratch.filePath(image));
+    QTemporaryDir mount_point;
+    const auto unmount = qScopeGuard([&] {
+        if (mounted)
+            ::umount2(QFile::encodeName(mount_point.path()).constData(), MNT_DETACH);
+    });
+    if (mounted) {
+        if (QProcess::execute("fsapfsmount", {scratch.filePath(image), mount_point.path()}) != 0
+            || !QFile::exists(mount_point.filePath("passwords.txt")))
+            QSKIP("this machine does not let the test mount an image with FUSE");
+        test_case.set_source_root(mount_point.path());
+    }
     test_case.create_file_system_db({{1, "/a_directory/a_file"}, {2, "/a_directory/missing"}, {3, "/passwords.txt"}});
     test_case.create_metadata_db(file_keys);
     QCOMPARE(test_case.run("2", QString(), file_keys, file_keys).lines, QStringList());

@@ -252,6 +252,14 @@ ImageVolume::ImageVolume(const QString &image_path, ImageReaderLimits limits, co
     reader_ = std::make_shared<ImageReaderProcess>(reader_executable, std::move(files), limits);
 }
 
+ImageVolume::ImageVolume(const QString &image_path, const QString &volume_root)
+    : EvidenceVolume(volume_root)
+{
+    std::vector<UniqueFd> files = open_image_files(image_path);
+    open_ = !files.empty();
+    reader_ = std::make_shared<ImageReaderProcess>(default_reader_executable(), std::move(files), ImageReaderLimits());
+}
+
 QString ImageVolume::default_reader_executable()
 {
     return helper_executable(QStringLiteral("vantrel-image-reader"));

@@ -20,6 +20,9 @@ public:
     // files beside it) for the reader program reader_executable.
     explicit ImageVolume(const QString &image_path, ImageReaderLimits limits = {},
                          const QString &reader_executable = default_reader_executable());
+    // The same for a volume the host names by another root: the folder a
+    // mount of the image shows it at.
+    ImageVolume(const QString &image_path, const QString &volume_root);
 
     bool is_open() const override { return open_; }
     std::optional<FileFacts> look_at(QByteArrayView relative, Links links = Links::InsideRoot) const override;
