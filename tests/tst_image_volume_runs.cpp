@@ -34,6 +34,8 @@ private slots:
     void runs_give_the_image_values();
     void the_index_in_an_image_gives_the_folder_copy_values_data();
     void the_index_in_an_image_gives_the_folder_copy_values();
+    void every_run_kind_reads_the_image_data();
+    void every_run_kind_reads_the_image();
     void damaged_images_keep_every_row_data();
     void damaged_images_keep_every_row();
 
@@ -125,6 +127,35 @@ void tst_image_volume_runs::the_index_in_an_image_gives_the_folder_copy_values()
     QCOMPARE(from_folder.size(), 2);
     QCOMPARE(from_folder[0][3], QString("LICENSE"));
     QCOMPARE(run_over(scratch.filePath(image)), from_folder);
+}
+
+void tst_image_volume_runs::every_run_kind_reads_the_image_data()
+{
+    QTest::addColumn<QString>("flag");
+    QTest::newRow("timestamps run") << "1";
+    QTest::newRow("right-click run") << "3";
+    QTest::newRow("left-click run") << "4";
+}
+
+void tst_image_volume_runs::every_run_kind_reads_the_image()
+{
+    QFETCH(QString, flag);
+    TestCase test_case;
+    test_case.set_source_root(scratch.filePath("apfs.raw"));
+    test_case.create_file_system_db({{1, "/a_directory/a_file"}, {2, "/passwords.txt"}});
+    test_case.create_metadata_db(file_keys);
+    test_case.create_timestamps_db();
+    const QString essential = test_case.case_dir() + "essential.sqlite";
+    TestCase::create_essential_db(essential, {{1, "/a_directory/a_file", "SRC1"}});
+    const QString file_paths = flag == "3" ? essential : flag == "4" ? QStringLiteral("/a_directory/a_file") : QString();
+    QCOMPARE(test_case.run(flag, file_paths, file_keys, file_keys).lines, QStringList());
+
+    // The image's own birth time and date added, which no mount shows, reach the row.
+    const QList<QStringList> rows = flag == "1"
+        ? text_rows(test_case.timestamps_db(), "select content_creation_date, date_added from files order by rowid")
+        : text_rows(test_case.metadata_db(), "select kMDItemFSCreationDate, kMDItemDateAdded from files order by rowid");
+    QCOMPARE(rows.size(), flag == "1" ? 2 : 1);
+    QVERIFY2(rows[0][0].startsWith("16421447") && rows[0][1].startsWith("16421447"), qPrintable(rows[0].join(' ')));
 }
 
 void tst_image_volume_runs::damaged_images_keep_every_row_data()
