@@ -2,8 +2,10 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <dirent.h>
+#include <unistd.h>
 
 #include <memory>
 
@@ -117,6 +119,14 @@ std::optional<QString> image_behind_mount(const QString &folder)
         return std::nullopt;
     while (const dirent *entry = ::readdir(processes.get())) {
         if (entry->d_name[0] < '1' || entry->d_name[0] > '9')
+            continue;
+        // Only the mount program itself, run by the examiner or root: a
+        // command line alone is anyone's to write.
+        const QString process = QStringLiteral("/proc/%1").arg(QLatin1String(entry->d_name));
+        const QFileInfo program(process + QStringLiteral("/exe"));
+        const uint owner = QFileInfo(process).ownerId();
+        if (program.symLinkTarget().section(QLatin1Char('/'), -1) != QLatin1String("fsapfsmount")
+            || (owner != 0 && owner != uint(::geteuid())))
             continue;
         const auto command_line =
             system_file(QStringLiteral("/proc/%1/cmdline").arg(QLatin1String(entry->d_name)), max_command_line);
