@@ -18,13 +18,8 @@ class FileBytes : public ImageBytes
 public:
     FileBytes(int fd, qint64 size) : fd_(fd), size_(size) {}
     qint64 size() const override { return size_; }
-    qint64 read_at(char *buffer, qint64 length, qint64 offset) const override
+    qint64 read_within(char *buffer, qint64 length, qint64 offset) const override
     {
-        if (offset < 0 || length < 0)
-            return -1;
-        if (offset >= size_)
-            return 0;
-        length = qMin(length, size_ - offset);
         qint64 filled = 0;
         while (filled < length) {
             const ssize_t got = ::pread(fd_, buffer + filled, size_t(length - filled), off_t(offset + filled));
@@ -52,13 +47,9 @@ public:
     {
     }
     qint64 size() const override { return size_; }
-    qint64 read_at(char *buffer, qint64 length, qint64 offset) const override
+    qint64 read_within(char *buffer, qint64 length, qint64 offset) const override
     {
-        if (offset < 0 || length < 0)
-            return -1;
-        if (offset >= size_)
-            return 0;
-        return whole_->read_at(buffer, qMin(length, size_ - offset), offset_ + offset);
+        return whole_->read_at(buffer, length, offset_ + offset);
     }
 
 private:
@@ -86,15 +77,11 @@ public:
         handle_.reset();
     }
     qint64 size() const override { return size_; }
-    qint64 read_at(char *buffer, qint64 length, qint64 offset) const override
+    qint64 read_within(char *buffer, qint64 length, qint64 offset) const override
     {
-        if (offset < 0 || length < 0)
-            return -1;
-        if (offset >= size_)
-            return 0;
         EwfError error;
-        const ssize_t got = libewf_handle_read_random(handle_.get(), buffer, size_t(qMin(length, size_ - offset)),
-                                                      off64_t(offset), error.out());
+        const ssize_t got =
+            libewf_handle_read_random(handle_.get(), buffer, size_t(length), off64_t(offset), error.out());
         return got < 0 ? -1 : qint64(got);
     }
 

@@ -16,7 +16,19 @@ public:
     virtual qint64 size() const = 0;
     // Reads up to length bytes from offset into buffer; the number read, 0
     // at or past the end, -1 on a failure.
-    virtual qint64 read_at(char *buffer, qint64 length, qint64 offset) const = 0;
+    qint64 read_at(char *buffer, qint64 length, qint64 offset) const
+    {
+        if (offset < 0 || length < 0)
+            return -1;
+        if (offset >= size())
+            return 0;
+        return read_within(buffer, qMin(length, size() - offset), offset);
+    }
+
+protected:
+    // Reads length bytes from offset, a range that lies wholly within the
+    // bytes; the number read, -1 on a failure.
+    virtual qint64 read_within(char *buffer, qint64 length, qint64 offset) const = 0;
 };
 
 // The bytes of a raw image file, read through the descriptor fd handed to
