@@ -1,6 +1,7 @@
 #ifndef METADATA_STORE_H
 #define METADATA_STORE_H
 
+#include "metadata_key.h"
 #include "metadata_value.h"
 
 #include <QString>
@@ -15,6 +16,9 @@ public:
 
     // The item's value for one attribute key; a Null value when it has none.
     virtual MetadataValue copy_attribute(const QString &key) = 0;
+    // The same for a key worked out once for a whole run, which a store
+    // may answer without spelling the key out again for every file.
+    virtual MetadataValue copy_attribute(const MetadataKey &key) { return copy_attribute(key.name()); }
 };
 
 // Where file metadata comes from: Spotlight on macOS, the files themselves

@@ -21,10 +21,16 @@ void vantrel::fill_apple_metadata_from_api(QString file_path, QList<QString> key
         return;
     }
 
-    for (const QString &key : qAsConst(keys)) {
-        extracted_keys_list.append(key);
-        extracted_values_list.append(metadata_value_text(item->copy_attribute(key)));
+    // A run asks every file for the same keys.
+    if (resolved_key_names != keys) {
+        resolved_key_names = keys;
+        resolved_keys.clear();
+        for (const QString &key : qAsConst(keys))
+            resolved_keys.emplace_back(key);
     }
+    extracted_keys_list = keys;
+    for (const MetadataKey &key : resolved_keys)
+        extracted_values_list.append(metadata_value_text(item->copy_attribute(key)));
 }
 
 void vantrel::set_blank_apple_metadata(QList<QString> keys)

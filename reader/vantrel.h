@@ -1,6 +1,8 @@
 #ifndef VANTREL_H
 #define VANTREL_H
 
+#include "metadata_key.h"
+
 #include <QList>
 #include <QObject>
 #include <QSqlDatabase>
@@ -8,6 +10,7 @@
 #include <QStringList>
 
 #include <memory>
+#include <vector>
 
 class MetadataStore;
 class QWidget;
@@ -122,6 +125,9 @@ private:
     QStringList column_lookup_keys;
     QStringList column_lookup_source;
     QStringList column_lookup_columns;
+    // The keys of the last key list, worked out once for the run.
+    QStringList resolved_key_names;
+    std::vector<MetadataKey> resolved_keys;
 };
 
 #endif // VANTREL_H

@@ -8,7 +8,6 @@
 #include "type_identity/type_identity.h"
 #include "spotlight_keys.h"
 
-#include <QVarLengthArray>
 #include <QtEndian>
 
 #include <cstdint>
@@ -35,20 +34,13 @@ public:
     {
     }
 
-    MetadataValue copy_attribute(const QString &key) override;
+    MetadataValue copy_attribute(const QString &key) override { return copy_attribute(MetadataKey(key)); }
+    MetadataValue copy_attribute(const MetadataKey &key) override;
 
 private:
-    using Derivation = MetadataValue (FileMetadataItem::*)() const;
-    struct DerivedKey
-    {
-        const char *key;
-        Derivation derive;
-    };
-    static const DerivedKey derived_keys[];
-
     std::optional<QByteArray> read_macos_attribute(QByteArrayView name) const;
-    // The item's value from the file system for one of derived_keys.
-    MetadataValue derived_value(const QString &key) const;
+    // The item's value from the file system for a key it answers.
+    MetadataValue derived_value(const MetadataKey &key) const;
 
     MetadataValue name() const;
     MetadataValue full_path() const;
@@ -71,42 +63,12 @@ private:
     const TypeIdentityItem identity;
 };
 
-const FileMetadataItem::DerivedKey FileMetadataItem::derived_keys[] = {
-    {spotlight_keys::fs_name, &FileMetadataItem::name},
-    {spotlight_keys::display_name, &FileMetadataItem::name},
-    {spotlight_keys::path, &FileMetadataItem::full_path},
-    {spotlight_keys::fs_size, &FileMetadataItem::size},
-    {spotlight_keys::fs_creation_date, &FileMetadataItem::creation_date},
-    {spotlight_keys::content_creation_date, &FileMetadataItem::creation_date},
-    {spotlight_keys::fs_content_change_date, &FileMetadataItem::modification_date},
-    {spotlight_keys::content_modification_date, &FileMetadataItem::modification_date},
-    {spotlight_keys::fs_owner_user_id, &FileMetadataItem::owner_user_id},
-    {spotlight_keys::fs_owner_group_id, &FileMetadataItem::owner_group_id},
-    {spotlight_keys::last_used_date, &FileMetadataItem::last_used_date},
-    {spotlight_keys::user_tags, &FileMetadataItem::user_tags},
-    {spotlight_keys::where_froms, &FileMetadataItem::where_froms},
-};
-
-MetadataValue FileMetadataItem::copy_attribute(const QString &key)
+MetadataValue FileMetadataItem::copy_attribute(const MetadataKey &key)
 {
-    // Every key of every file comes through here: the name is spelt out on
-    // the stack, not in fresh arrays.
-    QVarLengthArray<char, 128> name(metadata_prefix.size() + key.size());
-    std::memcpy(name.data(), metadata_prefix.data(), size_t(metadata_prefix.size()));
-    char *spelt = name.data() + metadata_prefix.size();
-    for (const QChar c : key) {
-        if (c.unicode() >= 0x80) {
-            const QByteArray encoded = key.toUtf8();
-            name.resize(metadata_prefix.size());
-            name.append(encoded.constData(), encoded.size());
-            break;
-        }
-        *spelt++ = char(c.unicode());
-    }
-    if (const std::optional<QByteArray> stored = read_macos_attribute(QByteArrayView(name.constData(), name.size())))
+    if (const std::optional<QByteArray> stored = read_macos_attribute(key.attribute_name()))
         return property_list_value(*stored);
     if (content) {
-        MetadataValue imported = content->value(key);
+        MetadataValue imported = content->value(key.name());
         if (imported.kind != MetadataValue::Kind::Null)
             return imported;
     }
@@ -128,15 +90,39 @@ std::optional<QByteArray> FileMetadataItem::read_macos_attribute(QByteArrayView 
     return std::nullopt;
 }
 
-MetadataValue FileMetadataItem::derived_value(const QString &key) const
+MetadataValue FileMetadataItem::derived_value(const MetadataKey &key) const
 {
-    if (std::optional<MetadataValue> identified = identity.value(key))
+    if (key.known() == KnownKey::Other)
+        return MetadataValue::null_value();
+    if (std::optional<MetadataValue> identified = identity.value(key.known()))
         return *identified;
-    for (const DerivedKey &derived : derived_keys) {
-        if (key == QLatin1String(derived.key))
-            return (this->*derived.derive)();
+    switch (key.known()) {
+    case KnownKey::FsName:
+    case KnownKey::DisplayName:
+        return name();
+    case KnownKey::Path:
+        return full_path();
+    case KnownKey::FsSize:
+        return size();
+    case KnownKey::FsCreationDate:
+    case KnownKey::ContentCreationDate:
+        return creation_date();
+    case KnownKey::FsContentChangeDate:
+    case KnownKey::ContentModificationDate:
+        return modification_date();
+    case KnownKey::FsOwnerUserId:
+        return owner_user_id();
+    case KnownKey::FsOwnerGroupId:
+        return owner_group_id();
+    case KnownKey::LastUsedDate:
+        return last_used_date();
+    case KnownKey::UserTags:
+        return user_tags();
+    case KnownKey::WhereFroms:
+        return where_froms();
+    default:
+        return MetadataValue::null_value();
     }
-    return MetadataValue::null_value();
 }
 
 MetadataValue FileMetadataItem::name() const

@@ -18,6 +18,7 @@ class CoreServicesMetadataItem : public MetadataItem
 public:
     explicit CoreServicesMetadataItem(CFHandle<MDItemRef> item) : item(std::move(item)) {}
 
+    using MetadataItem::copy_attribute;
     MetadataValue copy_attribute(const QString &key) override
     {
         const CFHandle<CFStringRef> name = core_foundation_string(key);

@@ -14,9 +14,10 @@ public:
     {
     }
 
-    MetadataValue copy_attribute(const QString &key) override
+    MetadataValue copy_attribute(const QString &key) override { return copy_attribute(MetadataKey(key)); }
+    MetadataValue copy_attribute(const MetadataKey &key) override
     {
-        MetadataValue value = record_.value(key);
+        MetadataValue value = record_.value(key.name());
         if (value.kind != MetadataValue::Kind::Null)
             return value;
         // The file itself is looked at only once the index lacks a key.

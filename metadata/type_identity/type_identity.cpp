@@ -160,14 +160,18 @@ MetadataValue TypeIdentityItem::executable_architectures() const
 
 std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
 {
-    if (!key.startsWith(QLatin1String(spotlight_keys::prefix)))
-        return std::nullopt;
+    return value(MetadataKey(key).known());
+}
 
-    if (key == QLatin1String(spotlight_keys::content_type)) {
+std::optional<MetadataValue> TypeIdentityItem::value(KnownKey key) const
+{
+    const bool regular = facts_.mode && S_ISREG(*facts_.mode);
+    switch (key) {
+    case KnownKey::ContentType: {
         const ContentType *type = content_type();
         return type ? MetadataValue::from_text(type->identifier) : MetadataValue::null_value();
     }
-    if (key == QLatin1String(spotlight_keys::content_type_tree)) {
+    case KnownKey::ContentTypeTree: {
         const ContentType *type = content_type();
         if (!type)
             return MetadataValue::null_value();
@@ -176,79 +180,77 @@ std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
             tree.push_back(MetadataValue::from_text(identifier));
         return MetadataValue::from_array(std::move(tree));
     }
-    if (key == QLatin1String(spotlight_keys::kind)) {
+    case KnownKey::Kind: {
         const ContentType *type = content_type();
         return type ? MetadataValue::from_text(identity_.kind_of(*type)) : MetadataValue::null_value();
     }
-    if (key == QLatin1String(spotlight_keys::display_name))
+    case KnownKey::DisplayName:
         return display_name();
-    if (key == QLatin1String(spotlight_keys::cf_bundle_identifier))
+    case KnownKey::CfBundleIdentifier:
         return bundle_info() ? text_or_null(bundle_info()->identifier) : MetadataValue::null_value();
-    if (key == QLatin1String(spotlight_keys::version))
+    case KnownKey::Version:
         return bundle_info() ? text_or_null(bundle_info()->short_version) : MetadataValue::null_value();
-    if (key == QLatin1String(spotlight_keys::copyright))
+    case KnownKey::Copyright:
         return bundle_info() ? text_or_null(bundle_info()->copyright) : MetadataValue::null_value();
-    if (key == QLatin1String(spotlight_keys::executable_platform))
+    case KnownKey::ExecutablePlatform:
         return bundle_info() && bundle_info()->requires_iphone_os ? MetadataValue::from_text(QLatin1String(iphone_os_platform))
                                                                   : MetadataValue::null_value();
-    if (key == QLatin1String(spotlight_keys::executable_architectures))
+    case KnownKey::ExecutableArchitectures:
         return executable_architectures();
-
-    if (key == QLatin1String(spotlight_keys::fs_type_code) || key == QLatin1String(spotlight_keys::fs_creator_code)) {
-        const bool type_code = key == QLatin1String(spotlight_keys::fs_type_code);
+    case KnownKey::FsTypeCode:
+    case KnownKey::FsCreatorCode: {
+        const bool type_code = key == KnownKey::FsTypeCode;
         return finder_fact(MetadataValue::from_text(QStringLiteral("")), [type_code](const FinderInfo &info) {
             return MetadataValue::from_text(type_code ? info.type_code : info.creator_code);
         });
     }
-    if (key == QLatin1String(spotlight_keys::fs_finder_flags))
+    case KnownKey::FsFinderFlags:
         return finder_fact(MetadataValue::from_number(0),
                            [](const FinderInfo &info) { return MetadataValue::from_number(info.flags); });
-    if (key == QLatin1String(spotlight_keys::fs_label))
+    case KnownKey::FsLabel:
         return finder_fact(MetadataValue::from_number(0),
                            [](const FinderInfo &info) { return MetadataValue::from_number(info.label()); });
-    if (key == QLatin1String(spotlight_keys::fs_invisible)) {
+    case KnownKey::FsInvisible:
         // A name starting with a dot hides a file whatever the Finder says.
         if (name_.startsWith(QLatin1Char('.')))
             return yes_no(true);
         return finder_flag(&FinderInfo::is_invisible);
-    }
-    if (key == QLatin1String(spotlight_keys::fs_is_extension_hidden))
+    case KnownKey::FsIsExtensionHidden:
         return finder_flag(&FinderInfo::is_extension_hidden);
     // Shown only when set: a clear flag is no value at all, as mdls lists it.
-    if (key == QLatin1String(spotlight_keys::fs_has_custom_icon))
+    case KnownKey::FsHasCustomIcon:
         return set_finder_flag(&FinderInfo::has_custom_icon);
-    if (key == QLatin1String(spotlight_keys::fs_is_stationery))
+    case KnownKey::FsIsStationery:
         return set_finder_flag(&FinderInfo::is_stationery);
-    if (key == QLatin1String(spotlight_keys::date_added)) {
+    case KnownKey::DateAdded:
         // A volume read from its image records it beside the object itself.
         if (facts_.added_time)
             return MetadataValue::from_date(*facts_.added_time);
         if (finder_state() != FinderState::Present || finder_info_.date_added == 0)
             return MetadataValue::null_value();
         return MetadataValue::from_date(double(finder_info_.date_added));
-    }
-
-    if (key == QLatin1String(spotlight_keys::fs_node_count))
+    case KnownKey::FsNodeCount:
         return node_count();
     // The identifier the Mac gives a document that an application asked to
     // track across saves; a mounted volume shows none, which the Mac lists
     // as 0 for a file.
-    if (key == QLatin1String(spotlight_keys::document_identifier))
-        return facts_.mode && S_ISREG(*facts_.mode) ? MetadataValue::from_number(0) : MetadataValue::null_value();
-    const bool regular = facts_.mode && S_ISREG(*facts_.mode);
-    if (key == QLatin1String(spotlight_keys::logical_size))
+    case KnownKey::DocumentIdentifier:
+        return regular ? MetadataValue::from_number(0) : MetadataValue::null_value();
+    case KnownKey::LogicalSize:
         return regular && facts_.size ? MetadataValue::from_number(double(*facts_.size))
                                       : MetadataValue::null_value();
-    if (key == QLatin1String(spotlight_keys::physical_size))
+    case KnownKey::PhysicalSize:
         return regular && facts_.allocated_blocks ? MetadataValue::from_number(double(*facts_.allocated_blocks) * 512)
                                                   : MetadataValue::null_value();
     // Access as the file's owner has it, which is how the examined Mac's
     // user saw their own files.
-    if (key == QLatin1String(spotlight_keys::fs_is_readable))
+    case KnownKey::FsIsReadable:
         return facts_.mode ? yes_no(*facts_.mode & S_IRUSR) : MetadataValue::null_value();
-    if (key == QLatin1String(spotlight_keys::fs_is_writeable))
+    case KnownKey::FsIsWriteable:
         return facts_.mode ? yes_no(*facts_.mode & S_IWUSR) : MetadataValue::null_value();
-    return std::nullopt;
+    default:
+        return std::nullopt;
+    }
 }
 
 std::optional<MetadataValue> TypeIdentityItem::display_name() const

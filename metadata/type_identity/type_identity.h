@@ -6,6 +6,7 @@
 #include "file_facts.h"
 #include "finder_info.h"
 #include "bundle_info.h"
+#include "metadata_key.h"
 #include "metadata_value.h"
 
 #include <QByteArray>
@@ -57,6 +58,7 @@ public:
     // The value of a key this supplier answers; nullopt for any other key
     // and for a display name the file's own name gives.
     std::optional<MetadataValue> value(const QString &key) const;
+    std::optional<MetadataValue> value(KnownKey key) const;
 
 private:
     enum class FinderState { Absent, Present, Malformed };
