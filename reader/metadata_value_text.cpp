@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <iterator>
 #if defined(__APPLE__)
 #include <cstdio>
@@ -10,6 +11,12 @@
 
 QString metadata_number_text(double number)
 {
+    // Most numbers are small whole ones (owners, counts, flags, small
+    // sizes), which six significant digits show in full; the locale-aware
+    // conversion costs more than the rest of a row's rendering, and keeps
+    // its own rounding for everything else.
+    if (number > -1e6 && number < 1e6 && number == std::trunc(number))
+        return QString::number(qint64(number));
     return QString::number(number, 'g', 6);
 }
 

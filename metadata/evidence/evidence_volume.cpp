@@ -27,6 +27,27 @@ QString EvidenceVolume::full_path(QByteArrayView relative) const
     return volume_root_.endsWith(QLatin1Char('/')) ? volume_root_ + rest : volume_root_ + QLatin1Char('/') + rest;
 }
 
+bool EvidenceVolume::is_full_path_of(const QString &full_path, QByteArrayView relative) const
+{
+    if (relative.isEmpty() || volume_root_.isEmpty() || !full_path.startsWith(volume_root_))
+        return false;
+    QStringView rest = QStringView(full_path).sliced(volume_root_.size());
+    if (!volume_root_.endsWith(QLatin1Char('/'))) {
+        if (!rest.startsWith(QLatin1Char('/')))
+            return false;
+        rest = rest.sliced(1);
+    }
+    // Names beyond ASCII are left to full_path, which decodes them.
+    if (rest.size() != relative.size())
+        return false;
+    for (qsizetype i = 0; i < rest.size(); ++i) {
+        const char16_t c = rest[i].unicode();
+        if (c >= 0x80 || c != char16_t(static_cast<unsigned char>(relative[i])))
+            return false;
+    }
+    return true;
+}
+
 std::unique_ptr<EvidenceObject> EvidenceVolume::open_regular_file(QByteArrayView relative, Links links) const
 {
     std::unique_ptr<EvidenceObject> object = open(relative, links);

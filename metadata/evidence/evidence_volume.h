@@ -89,6 +89,8 @@ public:
     // The full path of a path relative to the root: the volume root directly
     // followed by it, as the host joins them.
     QString full_path(QByteArrayView relative) const;
+    // Whether full_path(relative) is full_path itself, told without building it.
+    bool is_full_path_of(const QString &full_path, QByteArrayView relative) const;
 
     // The facts of the object at relative, looked at without opening it;
     // nullopt when it cannot be reached.

@@ -114,9 +114,10 @@ class HostObject : public EvidenceObject
 {
 public:
     HostObject(const HostSystemCalls &calls, const std::optional<QByteArray> &root_path, FileFacts facts,
-               UniqueFd looked, UniqueFd opened, bool readable)
+               UniqueFd looked, std::optional<QByteArray> spelled_location, UniqueFd opened, bool readable)
         : calls_(calls), root_path_(root_path), facts_(std::move(facts)), looked_(std::move(looked)),
-          opened_(std::move(opened)), readable_(readable && opened_.valid())
+          spelled_location_(std::move(spelled_location)), opened_(std::move(opened)),
+          readable_(readable && opened_.valid())
     {
     }
 
@@ -124,6 +125,8 @@ public:
     {
         if (!root_path_ || !looked_)
             return std::nullopt;
+        if (spelled_location_)
+            return spelled_location_;
         const std::optional<QByteArray> at = kernel_path(looked_.get());
         if (!at)
             return std::nullopt;
@@ -256,6 +259,9 @@ private:
     const std::optional<QByteArray> root_path_;
     const FileFacts facts_;
     const UniqueFd looked_;
+    // Where it lies when the lookup itself vouches for that: a plain path
+    // followed through no link lies where it is spelt.
+    const std::optional<QByteArray> spelled_location_;
     const UniqueFd opened_;
     const bool readable_;
 };
@@ -290,8 +296,10 @@ void HostFolderVolume::force_component_walk(bool forced)
     component_walk_forced = forced;
 }
 
-UniqueFd HostFolderVolume::look_up(QByteArrayView relative, Links links) const
+UniqueFd HostFolderVolume::look_up(QByteArrayView relative, Links links, bool *at_spelling) const
 {
+    if (at_spelling)
+        *at_spelling = false;
     if (!root_.valid() || relative.contains('\0'))
         return UniqueFd();
     // The kernel refuses a path at or past its length limit in one lookup;
@@ -303,13 +311,47 @@ UniqueFd HostFolderVolume::look_up(QByteArrayView relative, Links links) const
     open_how how = {};
     how.flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
     how.resolve = RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS | (links == Links::Refused ? RESOLVE_NO_SYMLINKS : 0);
+    // Most paths pass through no link: looked up so first, the object lies
+    // where the path spells it, and nobody need ask the kernel where that is.
+    const bool plain = is_plain_path(relative);
+    bool through_no_link = plain && links != Links::Refused;
+    if (through_no_link)
+        how.resolve |= RESOLVE_NO_SYMLINKS;
     // The kernel answers EAGAIN when a rename elsewhere raced the lookup
     // and it can't vouch for staying beneath the root; a few tries settle it.
     for (int attempt = 0;; ++attempt) {
         const long fd = calls_.openat2(root_.get(), path.constData(), &how, sizeof how);
         if (fd < 0 && (errno == EINTR || (errno == EAGAIN && attempt < 8)))
             continue;
+        if (fd < 0 && errno == ELOOP && through_no_link) {
+            // A link on the way: looked up again, following it beneath the root.
+            through_no_link = false;
+            how.resolve &= ~__u64(RESOLVE_NO_SYMLINKS);
+            attempt = -1;
+            continue;
+        }
+        if (at_spelling)
+            *at_spelling = fd >= 0 && plain && (through_no_link || links == Links::Refused);
         return UniqueFd(int(fd));
+    }
+}
+
+bool HostFolderVolume::is_plain_path(QByteArrayView relative)
+{
+    // No empty, "." or ".." component, so the spelling names one place.
+    if (relative.isEmpty())
+        return true;
+    qsizetype start = 0;
+    for (;;) {
+        qsizetype end = relative.indexOf('/', start);
+        if (end < 0)
+            end = relative.size();
+        const QByteArrayView component = relative.sliced(start, end - start);
+        if (component.isEmpty() || component == "." || component == "..")
+            return false;
+        if (end == relative.size())
+            return true;
+        start = end + 1;
     }
 }
 
@@ -400,15 +442,18 @@ std::unique_ptr<EvidenceObject> HostFolderVolume::open(QByteArrayView relative, 
     // Opening a device can act on it (a tape rewinds, a watchdog starts)
     // and opening a pipe can wait for a writer: look first, open only
     // files and folders, non-blocking all the same.
-    UniqueFd object = look_up(relative, links);
+    bool at_spelling = false;
+    UniqueFd object = look_up(relative, links, &at_spelling);
     struct statx status = {};
     if (!object || calls_.statx(object.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &status) != 0)
         return nullptr;
     FileFacts facts = facts_from(status);
     const mode_t type = status.stx_mode & S_IFMT;
     const auto made = [&](UniqueFd opened, bool readable) {
-        return std::make_unique<HostObject>(calls_, root_kernel_path_, std::move(facts), std::move(object),
-                                            std::move(opened), readable);
+        return std::make_unique<HostObject>(
+            calls_, root_kernel_path_, std::move(facts), std::move(object),
+            at_spelling ? std::optional<QByteArray>(relative.toByteArray()) : std::nullopt, std::move(opened),
+            readable);
     };
     if (!facts.is_regular_file && !facts.is_directory)
         return made(UniqueFd(), false);

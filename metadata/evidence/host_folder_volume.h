@@ -39,8 +39,11 @@ public:
     static void force_component_walk(bool forced);
 
 private:
-    // Looks relative up beneath the root (an O_PATH descriptor).
-    UniqueFd look_up(QByteArrayView relative, Links links) const;
+    // Looks relative up beneath the root (an O_PATH descriptor); tells
+    // through at_spelling whether the object lies where relative spells it.
+    UniqueFd look_up(QByteArrayView relative, Links links, bool *at_spelling = nullptr) const;
+    // Whether relative has no empty, "." or ".." component.
+    static bool is_plain_path(QByteArrayView relative);
     UniqueFd walk_beneath(QByteArrayView relative, Links links) const;
     std::optional<QByteArray> read_link(int link) const;
     // Opens again, for reading, the object that the O_PATH descriptor

@@ -259,7 +259,8 @@ std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path
     // Name and path (and so the type) are those of the object looked at, so
     // that a row never joins one object's name to another's facts.
     const std::optional<QByteArray> lies_at = object->location();
-    const QString looked_path = lies_at ? volume_->full_path(*lies_at) : path;
+    const QString looked_path =
+        !lies_at || volume_->is_full_path_of(path, *lies_at) ? path : volume_->full_path(*lies_at);
     // Content is read only where reading moves no access time.
     const int content_descriptor = object->content_descriptor();
     std::unique_ptr<FileContent> content =
