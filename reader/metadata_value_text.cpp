@@ -26,6 +26,18 @@ QString metadata_date_text(double seconds_since_1970)
     if (seconds_since_1970 == 0.0)
         return QString();
 
+    // Whole seconds of printf's "%f" (six decimals, rounded): a date since
+    // 1970 needs no conversion unless its fraction lies within a rounding
+    // step of the next second.
+    if (seconds_since_1970 > 0 && seconds_since_1970 < 1e15) {
+        const double whole = std::trunc(seconds_since_1970);
+        const double fraction = seconds_since_1970 - whole;
+        if (fraction < 0.99999949)
+            return QString::number(qint64(whole));
+        if (fraction > 0.99999951)
+            return QString::number(qint64(whole) + 1);
+    }
+
     // printf's "%f", but never with the process locale's decimal comma:
     // the host parses these texts as whole seconds.
     char buffer[400];
