@@ -15,9 +15,16 @@ bool vantrel::bool_is_permission_restricted_file(QString file_path, QString call
         QLatin1String("/.TemporaryItems"),
     };
 
-    for (const QLatin1String &fragment : protected_fragments) {
-        if (file_path.contains(fragment))
-            return true;
+    // Every fragment starts with "/.": only there is each one compared.
+    const QStringView path(file_path);
+    for (qsizetype at = 0; at + 1 < path.size(); ++at) {
+        if (path[at] != QLatin1Char('/') || path[at + 1] != QLatin1Char('.'))
+            continue;
+        const QStringView rest = path.sliced(at);
+        for (const QLatin1String &fragment : protected_fragments) {
+            if (rest.startsWith(fragment))
+                return true;
+        }
     }
     return false;
 }
