@@ -1,6 +1,7 @@
 #include "hfs_file_system.h"
 
 #include "bfio_source.h"
+#include "hfs_attributes.h"
 #include "hfs_catalog.h"
 #include "libyal_handle.h"
 
@@ -185,8 +186,9 @@ public:
     std::optional<QByteArray> attribute(QByteArrayView name, qint64 max_size) const override
     {
         // libfshfs (20201104) names a file's attributes but gives none of
-        // their content; the Finder information and the resource fork are
-        // read from the catalog.
+        // their content: the Finder information and the resource fork are
+        // read from the catalog, every other attribute from the attributes
+        // B-tree.
         if (name == QByteArrayView(finder_info_name)) {
             const std::optional<QByteArray> info = finder_info();
             return info && info->size() <= max_size ? info : std::nullopt;
@@ -195,7 +197,8 @@ public:
             const std::optional<HfsFork> fork = resource_fork();
             return fork ? fork->content(*volume_->image, max_size) : std::nullopt;
         }
-        return std::nullopt;
+        const std::optional<std::uint32_t> id = identifier();
+        return id ? hfs_attribute(*volume_->image, *id, name, max_size) : std::nullopt;
     }
 
     std::optional<QByteArray> read(qint64 offset, qint64 length) const override

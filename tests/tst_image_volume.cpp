@@ -248,11 +248,14 @@ void tst_image_volume::attributes_keep_their_bare_names()
     QVERIFY(forked->attribute_names().value_or(QByteArray()).contains("com.apple.ResourceFork"));
     QVERIFY(!forked->attribute("com.apple.ResourceFork").value_or(QByteArray()).isEmpty());
 
-    // The same tree on HFS+: the catalog's resource fork holds the same value.
+    // The same tree on HFS+: its attributes B-tree and the catalog's
+    // resource fork hold the same values.
     const ImageVolume hfs_volume(hfs, {}, reader);
     const std::unique_ptr<EvidenceObject> hfs_file = hfs_volume.open("a_directory/a_file");
     QVERIFY(hfs_file);
     QCOMPARE(hfs_file->attribute_names(), std::optional<QByteArray>(QByteArray("myxattr", 8)));
+    QCOMPARE(hfs_file->attribute("myxattr"), content);
+    QCOMPARE(hfs_file->attribute("user.myxattr"), std::optional<QByteArray>());
     const std::unique_ptr<EvidenceObject> hfs_forked = hfs_volume.open("a_directory/a_resourcefork");
     QVERIFY(hfs_forked);
     QVERIFY(hfs_forked->attribute_names().value_or(QByteArray()).contains("com.apple.ResourceFork"));
