@@ -3,6 +3,7 @@
 // in its place (inline, in a fork of their own), and damaged trees, which
 // must cost the value and nothing more.
 
+#include "hfs_attribute_records.h"
 #include "hfs_attributes.h"
 #include "hfs_file_system.h"
 #include "image_bytes.h"
@@ -18,83 +19,10 @@ namespace {
 // The catalog node ID of /a_directory/a_file in hfsplus.raw.
 constexpr std::uint32_t a_file = 19;
 constexpr qint64 unlimited = 1 << 20;
+// The fixture volume's allocation block.
 constexpr int block_size = 4096;
 // A free block far from the volume's special files, for a crafted fork.
 constexpr std::uint32_t spare_block = 1000;
-
-QByteArray big_endian(quint32 value, int size)
-{
-    QByteArray bytes(size, '\0');
-    for (int i = size - 1; i >= 0; --i, value >>= 8)
-        bytes[i] = char(value & 0xff);
-    return bytes;
-}
-
-void put(QByteArray &bytes, qsizetype at, quint32 value, int size)
-{
-    bytes.replace(at, size, big_endian(value, size));
-}
-
-// Where the attributes file's first extent, and so its header node, lies:
-// the volume header's attributes fork data, 0x160 bytes into it.
-qsizetype attributes_file(const QByteArray &volume)
-{
-    return qsizetype(qFromBigEndian<quint32>(volume.constData() + 1024 + 0x160 + 16)) * block_size;
-}
-
-// The size of the attributes B-tree's nodes, from its header node.
-qsizetype node_size(const QByteArray &volume)
-{
-    return qFromBigEndian<quint16>(volume.constData() + attributes_file(volume) + 14 + 18);
-}
-
-// One leaf record of the attributes B-tree: the key (padding, file,
-// start block, name in UTF-16BE) after its length, then the data.
-QByteArray attribute_record(std::uint32_t file, const QString &name, const QByteArray &data)
-{
-    QByteArray key = big_endian(0, 2) + big_endian(file, 4) + big_endian(0, 4) + big_endian(quint32(name.size()), 2);
-    for (const QChar c : name)
-        key += big_endian(c.unicode(), 2);
-    return big_endian(quint32(key.size()), 2) + key + data;
-}
-
-// Inline data: its type, 8 reserved bytes, its size, the content (the
-// record padded to an even length).
-QByteArray inline_data(const QByteArray &content, qint64 claimed_size = -1)
-{
-    QByteArray data = big_endian(0x10, 4) + QByteArray(8, '\0')
-                      + big_endian(quint32(claimed_size < 0 ? content.size() : claimed_size), 4) + content;
-    if (data.size() % 2)
-        data += '\0';
-    return data;
-}
-
-// Fork data: its type, 4 reserved bytes, then the fork's logical size,
-// clump size, block count and one extent.
-QByteArray fork_data(quint64 logical_size, std::uint32_t start, std::uint32_t blocks)
-{
-    QByteArray fork = big_endian(quint32(logical_size >> 32), 4) + big_endian(quint32(logical_size), 4)
-                      + big_endian(0, 4) + big_endian(blocks, 4) + big_endian(start, 4) + big_endian(blocks, 4);
-    fork.append(QByteArray(80 - fork.size(), '\0'));
-    return big_endian(0x20, 4) + QByteArray(4, '\0') + fork;
-}
-
-// A leaf node of size bytes holding records, in order, linked to next.
-QByteArray leaf_node(qsizetype size, const QList<QByteArray> &records, std::uint32_t next = 0)
-{
-    QByteArray node = big_endian(next, 4) + big_endian(0, 4) + QByteArray(1, char(-1)) + QByteArray(1, 1)
-                      + big_endian(quint32(records.size()), 2) + big_endian(0, 2);
-    QList<qsizetype> offsets;
-    for (const QByteArray &record : records) {
-        offsets.append(node.size());
-        node += record;
-    }
-    offsets.append(node.size());
-    node.append(QByteArray(size - node.size() - 2 * offsets.size(), '\0'));
-    for (auto offset = offsets.crbegin(); offset != offsets.crend(); ++offset)
-        node += big_endian(quint32(*offset), 2);
-    return node;
-}
 
 const QByteArray where_froms = QByteArray::fromHex("62706c6973743030a101") + "https://example.org/setup.pkg";
 const QByteArray quarantine = "0083;6551f4a2;Safari;8E3C1D0B-6B0E-4C58-A8B1-2B1F4C8D9E7A";
@@ -148,9 +76,7 @@ QByteArray tst_hfs_attributes::crafted() const
         attribute_record(a_file, "overlong", inline_data("short", 4000)),
         attribute_record(a_file + 1, "myxattr", inline_data("the next file's")),
     };
-    const qsizetype leaf = attributes_file(bytes) + node_size(bytes);
-    bytes.replace(leaf, node_size(bytes), leaf_node(node_size(bytes), records));
-    return bytes;
+    return with_attribute_leaf(bytes, records);
 }
 
 void tst_hfs_attributes::attributes_come_from_the_attributes_tree_data()
