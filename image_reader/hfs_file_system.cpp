@@ -1,6 +1,7 @@
 #include "hfs_file_system.h"
 
 #include "bfio_source.h"
+#include "hfs_attributes.h"
 #include "hfs_catalog.h"
 #include "libyal_handle.h"
 
@@ -154,6 +155,7 @@ public:
             return std::nullopt;
         QByteArray names;
         bool finder_info_listed = false;
+        bool resource_fork_listed = false;
         for (int index = 0; index < count; ++index) {
             Attribute attribute;
             if (libfshfs_file_entry_get_extended_attribute_by_index(entry_.get(), index, attribute.out(), error.out()) != 1)
@@ -163,25 +165,40 @@ public:
             if (!name)
                 return std::nullopt;
             finder_info_listed = finder_info_listed || *name == finder_info_name;
+            resource_fork_listed = resource_fork_listed || *name == resource_fork_name;
             names.append(*name);
             names.append('\0');
         }
         // macOS shows the catalog record's Finder information as an
-        // attribute of its own, unless it is all zeros.
+        // attribute of its own, unless it is all zeros, and so a file's
+        // resource fork, unless it is empty or holds compressed content.
         if (!finder_info_listed && finder_info()) {
             names.append(finder_info_name);
+            names.append('\0');
+        }
+        if (!resource_fork_listed && resource_fork()) {
+            names.append(resource_fork_name);
             names.append('\0');
         }
         return names;
     }
 
-    std::optional<QByteArray> attribute(QByteArrayView name, qint64) const override
+    std::optional<QByteArray> attribute(QByteArrayView name, qint64 max_size) const override
     {
         // libfshfs (20201104) names a file's attributes but gives none of
-        // their content; the Finder information is read from the catalog.
-        if (name == QByteArrayView(finder_info_name))
-            return finder_info();
-        return std::nullopt;
+        // their content: the Finder information and the resource fork are
+        // read from the catalog, every other attribute from the attributes
+        // B-tree.
+        if (name == QByteArrayView(finder_info_name)) {
+            const std::optional<QByteArray> info = finder_info();
+            return info && info->size() <= max_size ? info : std::nullopt;
+        }
+        if (name == QByteArrayView(resource_fork_name)) {
+            const std::optional<HfsFork> fork = resource_fork();
+            return fork ? fork->content(*volume_->image, max_size) : std::nullopt;
+        }
+        const std::optional<std::uint32_t> id = identifier();
+        return id ? hfs_attribute(*volume_->image, *id, name, max_size) : std::nullopt;
     }
 
     std::optional<QByteArray> read(qint64 offset, qint64 length) const override
@@ -198,34 +215,61 @@ public:
 
 private:
     static constexpr const char *finder_info_name = "com.apple.FinderInfo";
+    static constexpr const char *resource_fork_name = "com.apple.ResourceFork";
 
-    // The catalog record's Finder information; nullopt when it holds
-    // nothing or can't be read.
+    // The catalog node ID; nullopt when libfshfs can't tell it.
+    std::optional<std::uint32_t> identifier() const
+    {
+        Error error;
+        uint32_t number = 0;
+        if (libfshfs_file_entry_get_identifier(entry_.get(), &number, error.out()) != 1)
+            return std::nullopt;
+        return number;
+    }
+
+    // The object's catalog record, read once.
+    const std::optional<HfsCatalogEntry> &catalog_entry() const
+    {
+        if (!catalog_entry_read_) {
+            catalog_entry_read_ = true;
+            if (const std::optional<std::uint32_t> id = identifier())
+                catalog_entry_ = hfs_catalog_entry(*volume_->image, *id);
+        }
+        return catalog_entry_;
+    }
+
+    // The catalog record's Finder information as macOS shows it; nullopt
+    // when it holds nothing or can't be read.
     std::optional<QByteArray> finder_info() const
     {
-        if (!finder_info_read_) {
-            finder_info_read_ = true;
-            Error error;
-            uint32_t number = 0;
-            if (libfshfs_file_entry_get_identifier(entry_.get(), &number, error.out()) == 1)
-                finder_info_ = hfs_catalog_finder_info(*volume_->image, number);
-            // As macOS shows it: the extended part's document ID, date added
-            // and write counter read as zeros (the date added is a fact of
-            // its own), and Finder information of nothing but zeros is none.
-            if (finder_info_ && finder_info_->size() == 32) {
-                finder_info_->replace(16, 8, QByteArray(8, '\0'));
-                finder_info_->replace(28, 4, QByteArray(4, '\0'));
-            }
-            if (finder_info_ && *finder_info_ == QByteArray(finder_info_->size(), '\0'))
-                finder_info_.reset();
-        }
-        return finder_info_;
+        const std::optional<HfsCatalogEntry> &entry = catalog_entry();
+        if (!entry || entry->finder_info.size() != 32)
+            return std::nullopt;
+        // The extended part's document ID, date added and write counter
+        // read as zeros (the date added is a fact of its own), and Finder
+        // information of nothing but zeros is none.
+        QByteArray shown = entry->finder_info;
+        shown.replace(16, 8, QByteArray(8, '\0'));
+        shown.replace(28, 4, QByteArray(4, '\0'));
+        if (shown == QByteArray(shown.size(), '\0'))
+            return std::nullopt;
+        return shown;
+    }
+
+    // The file's resource fork as macOS shows it: none when empty, and none
+    // for a compressed file, whose fork holds its compressed content.
+    std::optional<HfsFork> resource_fork() const
+    {
+        const std::optional<HfsCatalogEntry> &entry = catalog_entry();
+        if (!entry || !entry->resource_fork || entry->resource_fork->size() == 0 || entry->compressed)
+            return std::nullopt;
+        return entry->resource_fork;
     }
 
     const std::shared_ptr<const OpenVolume> volume_;
     const FileEntry entry_;
-    mutable bool finder_info_read_ = false;
-    mutable std::optional<QByteArray> finder_info_;
+    mutable bool catalog_entry_read_ = false;
+    mutable std::optional<HfsCatalogEntry> catalog_entry_;
     // From the volume's root, "" for the root itself.
     const QByteArray path_;
 };

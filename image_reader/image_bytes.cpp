@@ -39,6 +39,21 @@ private:
     const qint64 size_;
 };
 
+class MemoryBytes : public ImageBytes
+{
+public:
+    explicit MemoryBytes(QByteArray bytes) : bytes_(std::move(bytes)) {}
+    qint64 size() const override { return bytes_.size(); }
+    qint64 read_within(char *buffer, qint64 length, qint64 offset) const override
+    {
+        std::memcpy(buffer, bytes_.constData() + offset, size_t(length));
+        return length;
+    }
+
+private:
+    const QByteArray bytes_;
+};
+
 class WindowBytes : public ImageBytes
 {
 public:
@@ -99,6 +114,11 @@ std::shared_ptr<const ImageBytes> file_bytes(int fd)
     if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode))
         return nullptr;
     return std::make_shared<FileBytes>(fd, qint64(status.st_size));
+}
+
+std::shared_ptr<const ImageBytes> memory_bytes(QByteArray bytes)
+{
+    return std::make_shared<MemoryBytes>(std::move(bytes));
 }
 
 std::shared_ptr<const ImageBytes> window_bytes(std::shared_ptr<const ImageBytes> whole, qint64 offset, qint64 size)

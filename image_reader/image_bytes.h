@@ -1,6 +1,7 @@
 #ifndef IMAGE_BYTES_H
 #define IMAGE_BYTES_H
 
+#include <QByteArray>
 #include <QtGlobal>
 
 #include <memory>
@@ -34,6 +35,9 @@ protected:
 // The bytes of a raw image file, read through the descriptor fd handed to
 // the reader (which it does not own).
 std::shared_ptr<const ImageBytes> file_bytes(int fd);
+
+// Bytes held in memory: a crafted volume, in a test or a fuzz target.
+std::shared_ptr<const ImageBytes> memory_bytes(QByteArray bytes);
 
 // The bytes of whole from offset, for size bytes (cut at whole's end): a partition.
 std::shared_ptr<const ImageBytes> window_bytes(std::shared_ptr<const ImageBytes> whole, qint64 offset, qint64 size);

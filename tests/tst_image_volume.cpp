@@ -248,10 +248,18 @@ void tst_image_volume::attributes_keep_their_bare_names()
     QVERIFY(forked->attribute_names().value_or(QByteArray()).contains("com.apple.ResourceFork"));
     QVERIFY(!forked->attribute("com.apple.ResourceFork").value_or(QByteArray()).isEmpty());
 
-    // The HFS+ library names attributes but gives none of their content.
+    // The same tree on HFS+: its attributes B-tree and the catalog's
+    // resource fork hold the same values.
     const ImageVolume hfs_volume(hfs, {}, reader);
     const std::unique_ptr<EvidenceObject> hfs_file = hfs_volume.open("a_directory/a_file");
-    QVERIFY(hfs_file && hfs_file->attribute_names().value_or(QByteArray()).contains("myxattr"));
+    QVERIFY(hfs_file);
+    QCOMPARE(hfs_file->attribute_names(), std::optional<QByteArray>(QByteArray("myxattr", 8)));
+    QCOMPARE(hfs_file->attribute("myxattr"), content);
+    QCOMPARE(hfs_file->attribute("user.myxattr"), std::optional<QByteArray>());
+    const std::unique_ptr<EvidenceObject> hfs_forked = hfs_volume.open("a_directory/a_resourcefork");
+    QVERIFY(hfs_forked);
+    QVERIFY(hfs_forked->attribute_names().value_or(QByteArray()).contains("com.apple.ResourceFork"));
+    QCOMPARE(hfs_forked->attribute("com.apple.ResourceFork"), forked->attribute("com.apple.ResourceFork"));
 }
 
 void tst_image_volume::hfs_catalog_finder_info_is_an_attribute_data()

@@ -3,6 +3,7 @@
 // damaged image costs values, never rows or time.
 
 #include "evidence_files.h"
+#include "hfs_attribute_records.h"
 #include "test_case.h"
 #include "text_rows.h"
 #include "volume_images.h"
@@ -34,6 +35,8 @@ private slots:
     void runs_give_the_image_values();
     void the_index_in_an_image_gives_the_folder_copy_values_data();
     void the_index_in_an_image_gives_the_folder_copy_values();
+    void hfs_attributes_reach_the_row_data();
+    void hfs_attributes_reach_the_row();
     void every_run_kind_reads_the_image_data();
     void every_run_kind_reads_the_image();
     void damaged_images_keep_every_row_data();
@@ -127,6 +130,64 @@ void tst_image_volume_runs::the_index_in_an_image_gives_the_folder_copy_values()
     QCOMPARE(from_folder.size(), 2);
     QCOMPARE(from_folder[0][3], QString("LICENSE"));
     QCOMPARE(run_over(scratch.filePath(image)), from_folder);
+}
+
+void tst_image_volume_runs::hfs_attributes_reach_the_row_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QByteArray>("attribute");
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<bool>("in_fork"); // in a fork of its own rather than inline
+    QTest::addColumn<QString>("text");
+
+    // A binary property list: an array (one reference) holding one ASCII
+    // string of 29 characters; offsets of one byte; the trailer.
+    const QByteArray url = "https://example.org/setup.pkg";
+    const QByteArray where_froms = QByteArray("bplist00") + QByteArray::fromHex("a1015f101d") + url
+                                   + QByteArray::fromHex("080a") + QByteArray(6, '\0') + QByteArray::fromHex("0101")
+                                   + big_endian(0, 4) + big_endian(2, 4) + QByteArray(8, '\0') + big_endian(0, 4)
+                                   + big_endian(quint32(10 + 3 + url.size()), 4);
+    const QByteArray where_from = "com.apple.metadata:kMDItemWhereFroms";
+    QTest::newRow("where-froms kept inline") << "kMDItemWhereFroms" << where_from << where_froms << false << QString(url);
+    QTest::newRow("where-froms in a fork of their own") << "kMDItemWhereFroms" << where_from << where_froms << true
+                                                        << QString(url);
+    // 2023-11-14T22:13:20Z: seconds, then nanoseconds, little-endian.
+    QTest::newRow("last used date") << "kMDItemLastUsedDate" << QByteArray("com.apple.lastuseddate#PS")
+                                    << QByteArray::fromHex("00f1536500000000""0000000000000000") << false
+                                    << "1700000000";
+}
+
+void tst_image_volume_runs::hfs_attributes_reach_the_row()
+{
+    QFETCH(QString, key);
+    QFETCH(QByteArray, attribute);
+    QFETCH(QByteArray, content);
+    QFETCH(bool, in_fork);
+    QFETCH(QString, text);
+
+    // /a_directory/a_file (catalog node 19) given the attribute, on a copy
+    // of the volume; a fork's content goes in a free block far from the
+    // volume's special files.
+    QFile original(scratch.filePath("hfsplus.raw"));
+    QVERIFY(original.open(QIODevice::ReadOnly));
+    QByteArray volume = original.readAll();
+    constexpr quint32 spare_block = 1000;
+    QByteArray data = inline_data(content);
+    if (in_fork) {
+        volume.replace(qsizetype(spare_block) * 4096, content.size(), content);
+        data = fork_data(quint64(content.size()), spare_block, 1);
+    }
+    QTemporaryDir folder;
+    QVERIFY(write_file(folder.filePath("image"), with_attribute_leaf(volume, {attribute_record(19, attribute, data)})));
+
+    TestCase test_case;
+    test_case.set_source_root(folder.filePath("image"));
+    test_case.create_file_system_db({{1, "/a_directory/a_file"}});
+    test_case.create_metadata_db({key});
+    QCOMPARE(test_case.run("2", QString(), {key}, {key}).lines, QStringList());
+    const QList<QStringList> rows = text_rows(test_case.metadata_db(), select_of({key}));
+    QCOMPARE(rows.size(), 1);
+    QVERIFY2(rows[0][0].contains(text), qPrintable(rows[0][0]));
 }
 
 void tst_image_volume_runs::every_run_kind_reads_the_image_data()

@@ -37,6 +37,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
                 request.length = 4096;
                 reader.answer(request);
             }
+            // Attributes some volumes keep apart from the rest (HFS+'s catalog) and one kept with them.
+            request.kind = image_protocol::Kind::Attribute;
+            for (const char *name : {"com.apple.FinderInfo", "com.apple.ResourceFork", "myxattr"}) {
+                request.name = name;
+                reader.answer(request);
+            }
         }
     }
     ::close(file);
