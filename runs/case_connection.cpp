@@ -1,7 +1,9 @@
 #include "case_connection.h"
 
 #include <QDateTime>
+#include <QSqlDriver>
 #include <QSqlQuery>
+#include <QVariant>
 
 QString take_connection_name()
 {
@@ -37,4 +39,14 @@ void create_record_index(QSqlDatabase connection)
     QSqlQuery query(connection);
     query.prepare(QStringLiteral("create index IF NOT EXISTS fs_parent on files(filesystem_record)"));
     query.exec();
+}
+
+sqlite3 *sqlite_handle(const QSqlDatabase &connection)
+{
+    if (!connection.isOpen())
+        return nullptr;
+    const QVariant handle = connection.driver() ? connection.driver()->handle() : QVariant();
+    if (!handle.isValid() || qstrcmp(handle.typeName(), "sqlite3*") != 0)
+        return nullptr;
+    return *static_cast<sqlite3 *const *>(handle.constData());
 }

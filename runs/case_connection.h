@@ -4,6 +4,8 @@
 #include <QSqlDatabase>
 #include <QString>
 
+struct sqlite3;
+
 // How a failed open leaves the connection's registration.
 enum class FailedOpen { KeepRegistration, RemoveRegistration };
 
@@ -17,6 +19,12 @@ QSqlDatabase open_case_connection(const QString &path, FailedOpen on_failure);
 // A connection name: the millisecond clock in decimal, raised past the last
 // name handed out so that two connections of one run never share a name.
 QString take_connection_name();
+
+// The open SQLite handle behind a connection, for statements run once per
+// file or batch, where the framework's own handling of each statement text
+// costs more than SQLite's; null when the driver is no SQLite driver or
+// the connection is closed.
+sqlite3 *sqlite_handle(const QSqlDatabase &connection);
 
 // Makes sure the result table has its index on filesystem_record; a second
 // run finds it in place.

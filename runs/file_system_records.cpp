@@ -1,20 +1,47 @@
 #include "file_system_records.h"
 
-#include <QSqlRecord>
+#include "case_connection.h"
+
 #include <QVariant>
+
+#include <sqlite3.h>
 
 namespace {
 
-// A column value as text; NULL and a missing column read as empty text.
-QString trimmed_text(const QSqlQuery &query, int column)
+// A column value as text, as the framework's SQLite driver would hand it
+// over and convert it; NULL reads as empty text.
+QString column_text(sqlite3_stmt *statement, int column)
 {
-    if (column < 0)
-        return QLatin1String("");
-    const QString text = query.value(column).toString().trimmed();
+    QString text;
+    switch (sqlite3_column_type(statement, column)) {
+    case SQLITE_INTEGER:
+        text = QString::number(sqlite3_column_int64(statement, column));
+        break;
+    case SQLITE_FLOAT:
+        text = QVariant(sqlite3_column_double(statement, column)).toString();
+        break;
+    case SQLITE_BLOB:
+        text = QVariant(QByteArray(static_cast<const char *>(sqlite3_column_blob(statement, column)),
+                                   sqlite3_column_bytes(statement, column)))
+                   .toString();
+        break;
+    case SQLITE_NULL:
+        break;
+    default:
+        text = QString(static_cast<const QChar *>(sqlite3_column_text16(statement, column)),
+                       sqlite3_column_bytes16(statement, column) / qsizetype(sizeof(QChar)));
+        break;
+    }
+    text = text.trimmed();
     return text.isNull() ? QLatin1String("") : text;
 }
 
 } // namespace
+
+void FileSystemRecords::Finalize::operator()(sqlite3_stmt *statement) const
+{
+    sqlite3_finalize(statement);
+}
 
 FileSystemRecords::FileSystemRecords(QSqlDatabase file_system_db)
     : query(file_system_db)
@@ -25,17 +52,23 @@ FileSystemRecords::FileSystemRecords(QSqlDatabase file_system_db)
     query.prepare(QStringLiteral("select count(*) from files"));
     if (query.exec() && query.next())
         count_text = query.value(0).toString();
-
     query.clear();
+
     // Forward only: a volume's records are read once, and memory must not
-    // grow with their number.
-    query.setForwardOnly(true);
-    query.prepare(QStringLiteral("select INT, filepath from files"));
-    if (query.exec()) {
-        const QSqlRecord columns = query.record();
-        record_column = columns.indexOf(QStringLiteral("INT"));
-        file_path_column = columns.indexOf(QStringLiteral("filepath"));
+    // grow with their number. Columns as the statement names them: INT,
+    // then filepath.
+    sqlite3 *database = sqlite_handle(file_system_db);
+    if (!database)
+        return;
+    const QString statement = QStringLiteral("select INT, filepath from files");
+    sqlite3_stmt *prepared = nullptr;
+    if (sqlite3_prepare16_v2(database, statement.utf16(), int(statement.size() * sizeof(QChar)), &prepared, nullptr)
+        != SQLITE_OK) {
+        sqlite3_finalize(prepared);
+        return;
     }
+    walk.reset(prepared);
+    walking = walk != nullptr;
 }
 
 qint64 FileSystemRecords::total() const
@@ -47,20 +80,24 @@ qint64 FileSystemRecords::total() const
 
 bool FileSystemRecords::next()
 {
-    return query.isActive() && query.next();
+    if (!walking)
+        return false;
+    walking = sqlite3_step(walk.get()) == SQLITE_ROW;
+    return walking;
 }
 
 QString FileSystemRecords::record() const
 {
-    return trimmed_text(query, record_column);
+    return column_text(walk.get(), 0);
 }
 
 QString FileSystemRecords::file_path() const
 {
-    return trimmed_text(query, file_path_column);
+    return column_text(walk.get(), 1);
 }
 
 void FileSystemRecords::finish()
 {
-    query.finish();
+    walking = false;
+    walk.reset();
 }

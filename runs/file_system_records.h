@@ -5,6 +5,10 @@
 #include <QSqlQuery>
 #include <QString>
 
+#include <memory>
+
+struct sqlite3_stmt;
+
 // The records of a source's file_system.sqlite, walked forward once: the
 // count first, then every record's number and path as the database returns
 // them. On a connection that did not open there is no count and no record.
@@ -27,10 +31,17 @@ public:
     void finish();
 
 private:
+    struct Finalize
+    {
+        void operator()(sqlite3_stmt *statement) const;
+    };
+
     QSqlQuery query;
     QString count_text;
-    int record_column = -1;
-    int file_path_column = -1;
+    // The walk itself runs on SQLite's own statement: the framework's copy
+    // of every value through a variant cost more than the step.
+    std::unique_ptr<sqlite3_stmt, Finalize> walk;
+    bool walking = false;
 };
 
 #endif // FILE_SYSTEM_RECORDS_H

@@ -1,21 +1,13 @@
 #include "row_insert.h"
 
+#include "case_connection.h"
+
 #include <QSqlDriver>
 #include <QVariant>
 
 #include <sqlite3.h>
 
 namespace {
-
-// The open SQLite connection behind a framework connection; null when the
-// driver is no SQLite driver or the connection is closed.
-sqlite3 *sqlite_handle(const QSqlDatabase &connection)
-{
-    const QVariant handle = connection.driver() ? connection.driver()->handle() : QVariant();
-    if (!handle.isValid() || qstrcmp(handle.typeName(), "sqlite3*") != 0)
-        return nullptr;
-    return *static_cast<sqlite3 *const *>(handle.constData());
-}
 
 // Null text is NULL, empty text '': the host tells "no value" from "no
 // metadata item" by that difference. The text is handed over as UTF-8, the
