@@ -69,17 +69,21 @@ QString array_text(const std::vector<MetadataValue> &items)
     for (const MetadataValue &item : items) {
         switch (item.kind) {
         case MetadataValue::Kind::Text:
-            text += item.text + QLatin1Char(';');
+            text += item.text;
+            text += QLatin1Char(';');
             break;
         case MetadataValue::Kind::Number:
-            text += metadata_number_text(item.number) + QLatin1Char(';');
+            text += metadata_number_text(item.number);
+            text += QLatin1Char(';');
             break;
         case MetadataValue::Kind::Date: {
             // An epoch date is a placeholder: it leaves no trace, not even
             // an empty slot between its neighbours.
             const QString date = metadata_date_text(item.number);
-            if (!date.isNull())
-                text += date + QLatin1Char(';');
+            if (!date.isNull()) {
+                text += date;
+                text += QLatin1Char(';');
+            }
             break;
         }
         case MetadataValue::Kind::Null:

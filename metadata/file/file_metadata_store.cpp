@@ -22,6 +22,18 @@ constexpr const char *macos_attribute_prefixes[] = {"user.", "osx.", ""};
 
 constexpr QByteArrayView metadata_prefix = "com.apple.metadata:";
 
+// The name a path gives its object: its last component, "/" for the root.
+QString last_component(const QString &path)
+{
+    qsizetype end = path.size();
+    while (end > 1 && path.at(end - 1) == QLatin1Char('/'))
+        --end;
+    if (end == 1 && path.at(0) == QLatin1Char('/'))
+        return QStringLiteral("/");
+    const qsizetype start = path.lastIndexOf(QLatin1Char('/'), end - 1) + 1;
+    return start == 0 && end == path.size() ? path : path.mid(start, end - start);
+}
+
 class FileMetadataItem : public MetadataItem
 {
 public:
@@ -29,7 +41,8 @@ public:
                      std::unique_ptr<FileContent> content)
         : path(std::move(path)), object(std::move(object)), facts(this->object->facts()), attributes(this->object.get()),
           content(std::move(content)),
-          identity(type_identity, this->path, name().text, this->facts,
+          name_(last_component(this->path)),
+          identity(type_identity, this->path, name_, this->facts,
                    [this](QByteArrayView name) { return read_macos_attribute(name); })
     {
     }
@@ -59,6 +72,7 @@ private:
     const FileFacts &facts;
     const ExtendedAttributes attributes;
     const std::unique_ptr<FileContent> content;
+    const QString name_;
     // What the file is: type, kind, Finder information.
     const TypeIdentityItem identity;
 };
@@ -127,12 +141,7 @@ MetadataValue FileMetadataItem::derived_value(const MetadataKey &key) const
 
 MetadataValue FileMetadataItem::name() const
 {
-    QString trimmed = path;
-    while (trimmed.size() > 1 && trimmed.endsWith(QLatin1Char('/')))
-        trimmed.chop(1);
-    if (trimmed == QLatin1String("/"))
-        return MetadataValue::from_text(trimmed);
-    return MetadataValue::from_text(trimmed.mid(trimmed.lastIndexOf(QLatin1Char('/')) + 1));
+    return MetadataValue::from_text(name_);
 }
 
 MetadataValue FileMetadataItem::full_path() const
