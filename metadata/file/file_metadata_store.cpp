@@ -3,7 +3,7 @@
 #include "extended_attributes.h"
 #include "file_facts.h"
 #include "evidence/host_folder_volume.h"
-#include "property_list_value.h"
+#include "property_list_memo.h"
 #include "content/file_content.h"
 #include "type_identity/type_identity.h"
 #include "spotlight_keys.h"
@@ -37,10 +37,10 @@ QString last_component(const QString &path)
 class FileMetadataItem : public MetadataItem
 {
 public:
-    FileMetadataItem(const TypeIdentity &type_identity, QString path, std::unique_ptr<EvidenceObject> object,
-                     std::unique_ptr<FileContent> content)
-        : path(std::move(path)), object(std::move(object)), facts(this->object->facts()), attributes(this->object.get()),
-          content(std::move(content)),
+    FileMetadataItem(const TypeIdentity &type_identity, PropertyListMemo &property_lists, QString path,
+                     std::unique_ptr<EvidenceObject> object, std::unique_ptr<FileContent> content)
+        : property_lists(property_lists), path(std::move(path)), object(std::move(object)),
+          facts(this->object->facts()), attributes(this->object.get()), content(std::move(content)),
           name_(last_component(this->path)),
           identity(type_identity, this->path, name_, this->facts,
                    [this](QByteArrayView name) { return read_macos_attribute(name); })
@@ -66,6 +66,7 @@ private:
     MetadataValue user_tags() const;
     MetadataValue where_froms() const;
 
+    PropertyListMemo &property_lists;
     const QString path;
     // The object looked at; the attributes and content read through it.
     const std::unique_ptr<EvidenceObject> object;
@@ -80,7 +81,7 @@ private:
 MetadataValue FileMetadataItem::copy_attribute(const MetadataKey &key)
 {
     if (const std::optional<QByteArray> stored = read_macos_attribute(key.attribute_name()))
-        return property_list_value(*stored);
+        return property_lists.value(*stored);
     if (content) {
         MetadataValue imported = content->value(key.name());
         if (imported.kind != MetadataValue::Kind::Null)
@@ -210,7 +211,7 @@ MetadataValue FileMetadataItem::user_tags() const
     QByteArray finder_name = metadata_prefix.toByteArray();
     finder_name += spotlight_keys::internal_user_tags;
     if (const std::optional<QByteArray> stored = read_macos_attribute(finder_name)) {
-        MetadataValue tags = without_colour(property_list_value(*stored));
+        MetadataValue tags = without_colour(property_lists.value(*stored));
         for (MetadataValue &tag : tags.items)
             tag = without_colour(std::move(tag));
         return tags;
@@ -248,7 +249,8 @@ FileMetadataStore::FileMetadataStore(const QString &volume_root, std::unique_ptr
 
 FileMetadataStore::FileMetadataStore(std::shared_ptr<const EvidenceVolume> volume,
                                      std::unique_ptr<FileContentSource> content)
-    : volume_(std::move(volume)), content_(std::move(content)), type_identity_(std::make_unique<TypeIdentity>(*volume_))
+    : volume_(std::move(volume)), content_(std::move(content)), type_identity_(std::make_unique<TypeIdentity>(*volume_)),
+      property_lists_(std::make_unique<PropertyListMemo>())
 {
 }
 
@@ -274,5 +276,6 @@ std::unique_ptr<MetadataItem> FileMetadataStore::create_item(const QString &path
     const int content_descriptor = object->content_descriptor();
     std::unique_ptr<FileContent> content =
         content_ && content_descriptor >= 0 ? content_->content_of(looked_path, content_descriptor) : nullptr;
-    return std::make_unique<FileMetadataItem>(*type_identity_, looked_path, std::move(object), std::move(content));
+    return std::make_unique<FileMetadataItem>(*type_identity_, *property_lists_, looked_path, std::move(object),
+                                              std::move(content));
 }

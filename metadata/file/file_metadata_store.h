@@ -5,6 +5,7 @@
 #include "content/file_content.h"
 #include "metadata_store.h"
 
+class PropertyListMemo;
 class TypeIdentity;
 
 // The metadata that the files of a mounted macOS volume carry themselves,
@@ -43,6 +44,7 @@ private:
     std::shared_ptr<const EvidenceVolume> volume_;
     std::unique_ptr<FileContentSource> content_;
     std::unique_ptr<TypeIdentity> type_identity_;
+    std::unique_ptr<PropertyListMemo> property_lists_;
 };
 
 #endif // FILE_METADATA_STORE_H
