@@ -12,6 +12,13 @@ MetadataValue PropertyListMemo::value(QByteArrayView bytes)
     if (found != values_.constEnd())
         return *found;
     MetadataValue value = property_list_value(bytes);
+    const size_t hash = qHash(bytes);
+    if (!met_once_.contains(hash)) {
+        if (met_once_.size() >= max_entries)
+            met_once_.clear();
+        met_once_.insert(hash);
+        return value;
+    }
     if (values_.size() >= max_entries)
         values_.clear();
     values_.insert(bytes.toByteArray(), value);

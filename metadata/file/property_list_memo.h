@@ -6,12 +6,14 @@
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QHash>
+#include <QSet>
 
-// The values of the property lists a run met last. Many files carry the
-// very same list (a Finder tag, a colour label), and reading one means
-// parsing it twice, once to vouch for it and once for its value; a list
-// seen again is answered from here. Bounded: only small lists are kept,
-// and the memo empties itself when full.
+// The values of the property lists a run met more than once. Many files
+// carry the very same list (a Finder tag, a colour label), and reading one
+// means parsing it twice, once to vouch for it and once for its value; a
+// list met again is answered from here. A list met once (a download's
+// address) leaves only its hash, so that it costs no copy. Bounded: only
+// small lists are kept, and each table empties itself when full.
 class PropertyListMemo
 {
 public:
@@ -26,6 +28,7 @@ public:
 
 private:
     QHash<QByteArray, MetadataValue> values_;
+    QSet<size_t> met_once_;
 };
 
 #endif // PROPERTY_LIST_MEMO_H
