@@ -2,6 +2,10 @@
 
 #include "spotlight_keys.h"
 
+#if !defined(__APPLE__)
+#include "content/importable_keys.h"
+#endif
+
 #include <QHash>
 
 namespace {
@@ -59,4 +63,7 @@ MetadataKey::MetadataKey(const QString &name)
     : name_(name), attribute_name_(QByteArray(metadata_prefix) + name.toUtf8()),
       known_(known_keys().value(name, KnownKey::Other))
 {
+#if !defined(__APPLE__)
+    importable_ = any_importer_gives(name);
+#endif
 }

@@ -60,11 +60,14 @@ public:
     QByteArrayView attribute_name() const { return attribute_name_; }
     // Which file fact answers it.
     KnownKey known() const { return known_; }
+    // Whether a file's content may answer it: some importer gives it.
+    bool importable() const { return importable_; }
 
 private:
     QString name_;
     QByteArray attribute_name_;
     KnownKey known_ = KnownKey::Other;
+    bool importable_ = true;
 };
 
 #endif // METADATA_KEY_H

@@ -31,6 +31,17 @@ const QSet<QString> &importable_keys(const QString &content_type)
     return found == keys_by_type().constEnd() ? none : *found;
 }
 
+bool any_importer_gives(const QString &key)
+{
+    static const QSet<QString> every_key = [] {
+        QSet<QString> keys;
+        for (const QSet<QString> &of_type : keys_by_type())
+            keys += of_type;
+        return keys;
+    }();
+    return every_key.contains(key);
+}
+
 QStringList importable_content_types()
 {
     return keys_by_type().keys();

@@ -10,6 +10,9 @@
 // process, so that a run whose keys need no importer never pays for one.
 const QSet<QString> &importable_keys(const QString &content_type);
 
+// Whether some importer may give key, for some content type.
+bool any_importer_gives(const QString &key);
+
 // Every content type that some importer family reads.
 QStringList importable_content_types();
 

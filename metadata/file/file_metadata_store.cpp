@@ -82,7 +82,7 @@ MetadataValue FileMetadataItem::copy_attribute(const MetadataKey &key)
 {
     if (const std::optional<QByteArray> stored = read_macos_attribute(key.attribute_name()))
         return property_lists.value(*stored);
-    if (content) {
+    if (content && key.importable()) {
         MetadataValue imported = content->value(key.name());
         if (imported.kind != MetadataValue::Kind::Null)
             return imported;
