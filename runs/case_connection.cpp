@@ -5,6 +5,8 @@
 #include <QSqlQuery>
 #include <QVariant>
 
+#include <sqlite3.h>
+
 QString take_connection_name()
 {
     // A run holds its input and result connections at once and may make
@@ -49,4 +51,49 @@ sqlite3 *sqlite_handle(const QSqlDatabase &connection)
     if (!handle.isValid() || qstrcmp(handle.typeName(), "sqlite3*") != 0)
         return nullptr;
     return *static_cast<sqlite3 *const *>(handle.constData());
+}
+
+void FinalizeStatement::operator()(sqlite3_stmt *statement) const
+{
+    sqlite3_finalize(statement);
+}
+
+PreparedStatement prepare_statement(const QSqlDatabase &connection, const QString &statement,
+                                    const QString &first_parameter)
+{
+    sqlite3 *database = sqlite_handle(connection);
+    if (!database)
+        return nullptr;
+    sqlite3_stmt *prepared = nullptr;
+    if (sqlite3_prepare16_v2(database, statement.utf16(), int(statement.size() * sizeof(QChar)), &prepared, nullptr)
+        != SQLITE_OK) {
+        sqlite3_finalize(prepared);
+        return nullptr;
+    }
+    PreparedStatement owned(prepared);
+    if (owned && !first_parameter.isNull()
+        && sqlite3_bind_text16(prepared, 1, first_parameter.utf16(), int(first_parameter.size() * sizeof(QChar)),
+                               SQLITE_TRANSIENT)
+            != SQLITE_OK)
+        return nullptr;
+    return owned;
+}
+
+QString column_text(sqlite3_stmt *statement, int column)
+{
+    switch (sqlite3_column_type(statement, column)) {
+    case SQLITE_INTEGER:
+        return QString::number(sqlite3_column_int64(statement, column));
+    case SQLITE_FLOAT:
+        return QVariant(sqlite3_column_double(statement, column)).toString();
+    case SQLITE_BLOB:
+        return QVariant(QByteArray(static_cast<const char *>(sqlite3_column_blob(statement, column)),
+                                   sqlite3_column_bytes(statement, column)))
+            .toString();
+    case SQLITE_NULL:
+        return QString();
+    default:
+        return QString(static_cast<const QChar *>(sqlite3_column_text16(statement, column)),
+                       sqlite3_column_bytes16(statement, column) / qsizetype(sizeof(QChar)));
+    }
 }

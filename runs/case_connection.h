@@ -4,7 +4,10 @@
 #include <QSqlDatabase>
 #include <QString>
 
+#include <memory>
+
 struct sqlite3;
+struct sqlite3_stmt;
 
 // How a failed open leaves the connection's registration.
 enum class FailedOpen { KeepRegistration, RemoveRegistration };
@@ -25,6 +28,22 @@ QString take_connection_name();
 // costs more than SQLite's; null when the driver is no SQLite driver or
 // the connection is closed.
 sqlite3 *sqlite_handle(const QSqlDatabase &connection);
+
+// A statement prepared on such a handle, finalized when let go.
+struct FinalizeStatement
+{
+    void operator()(sqlite3_stmt *statement) const;
+};
+using PreparedStatement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
+
+// statement prepared on the connection's SQLite handle, with text bound to
+// its first parameter where given; null when it can't be prepared.
+PreparedStatement prepare_statement(const QSqlDatabase &connection, const QString &statement,
+                                    const QString &first_parameter = QString());
+
+// A column of the current row as the framework's SQLite driver would hand
+// it over and convert it to text; a null string for NULL.
+QString column_text(sqlite3_stmt *statement, int column);
 
 // Makes sure the result table has its index on filesystem_record; a second
 // run finds it in place.

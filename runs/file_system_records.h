@@ -1,13 +1,11 @@
 #ifndef FILE_SYSTEM_RECORDS_H
 #define FILE_SYSTEM_RECORDS_H
 
+#include "case_connection.h"
+
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QString>
-
-#include <memory>
-
-struct sqlite3_stmt;
 
 // The records of a source's file_system.sqlite, walked forward once: the
 // count first, then every record's number and path as the database returns
@@ -31,16 +29,11 @@ public:
     void finish();
 
 private:
-    struct Finalize
-    {
-        void operator()(sqlite3_stmt *statement) const;
-    };
-
     QSqlQuery query;
     QString count_text;
     // The walk itself runs on SQLite's own statement: the framework's copy
     // of every value through a variant cost more than the step.
-    std::unique_ptr<sqlite3_stmt, Finalize> walk;
+    PreparedStatement walk;
     bool walking = false;
 };
 

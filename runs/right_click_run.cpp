@@ -7,8 +7,9 @@
 #include "row_insert.h"
 
 #include <QSqlQuery>
-#include <QSqlRecord>
 #include <QVariant>
+
+#include <sqlite3.h>
 
 namespace {
 
@@ -16,13 +17,6 @@ const QString caller_text = QStringLiteral(
     "void vantrel::extract_file_paths_from_apple_metadata_essential_db_for_right_click()");
 
 constexpr int progress_period = 100;
-
-// A column value as text; NULL and a missing column give no text (a null
-// string), which the run skips as it skips an empty record number.
-QString column_text(const QSqlQuery &query, int column)
-{
-    return column < 0 ? QString() : query.value(column).toString();
-}
 
 } // namespace
 
@@ -53,30 +47,24 @@ void vantrel::extract_file_paths_from_apple_metadata_essential_db_for_right_clic
             total = query.value(0).toString();
 
         query.clear();
-        query.setForwardOnly(true);
-        query.prepare(QStringLiteral(
-            "select fs_record_no,display_filepath from files where source_count_name = ?"));
-        query.addBindValue(source_count_name);
-        if (query.exec()) {
-            const QSqlRecord columns = query.record();
-            const int record_column = columns.indexOf(QStringLiteral("fs_record_no"));
-            const int display_column = columns.indexOf(QStringLiteral("display_filepath"));
+        // Forward only, straight on SQLite: the chosen records are read once.
+        const PreparedStatement chosen = prepare_statement(
+            essential_db, QStringLiteral("select fs_record_no,display_filepath from files where source_count_name = ?"),
+            source_count_name);
+        int processed_count = 0;
+        while (chosen && sqlite3_step(chosen.get()) == SQLITE_ROW) {
+            const QString record = column_text(chosen.get(), 0);
+            if (record.isEmpty())
+                continue;
+            const QString display = column_text(chosen.get(), 1);
+            batches.add(record);
 
-            int processed_count = 0;
-            while (query.next()) {
-                const QString record = column_text(query, record_column);
-                if (record.isEmpty())
-                    continue;
-                const QString display = column_text(query, display_column);
-                batches.add(record);
+            if (!store_metadata_row_unless_protected(record, display, caller_text))
+                continue;
 
-                if (!store_metadata_row_unless_protected(record, display, caller_text))
-                    continue;
-
-                ++processed_count;
-                if (processed_count % progress_period == 0)
-                    print_progress_line(display, processed_count, total);
-            }
+            ++processed_count;
+            if (processed_count % progress_period == 0)
+                print_progress_line(display, processed_count, total);
         }
         query.finish();
     }

@@ -31,11 +31,6 @@ int bind_text(sqlite3_stmt *statement, int position, const QString &text, std::s
 
 } // namespace
 
-void RowInsert::Finalize::operator()(sqlite3_stmt *statement) const
-{
-    sqlite3_finalize(statement);
-}
-
 RowInsert::RowInsert() = default;
 
 RowInsert::~RowInsert() = default;
@@ -65,20 +60,11 @@ void RowInsert::insert(QSqlDatabase connection, const QStringList &columns,
 
     if (!prepared || columns != prepared_columns || connection.connectionName() != prepared_connection) {
         release();
-        sqlite3 *database = sqlite_handle(connection);
-        if (!database)
-            return;
-        const QString text = statement(columns);
-        sqlite3_stmt *statement = nullptr;
         // A table without these columns: this file's row is lost, and the
         // next file tries again.
-        if (sqlite3_prepare16_v2(database, text.utf16(), int(text.size() * sizeof(QChar)), &statement, nullptr)
-                != SQLITE_OK
-            || !statement) {
-            sqlite3_finalize(statement);
+        prepared = prepare_statement(connection, statement(columns));
+        if (!prepared)
             return;
-        }
-        prepared.reset(statement);
         prepared_columns = columns;
         prepared_connection = connection.connectionName();
     }

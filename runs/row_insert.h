@@ -1,6 +1,8 @@
 #ifndef ROW_INSERT_H
 #define ROW_INSERT_H
 
+#include "case_connection.h"
+
 #include <QSqlDatabase>
 #include <QString>
 #include <QStringList>
@@ -9,7 +11,6 @@
 #include <string>
 #include <vector>
 
-struct sqlite3_stmt;
 
 // The insert of one result row, prepared once and bound again for every
 // file: within a run every row names the same columns, and preparing the
@@ -36,12 +37,7 @@ public:
     void release();
 
 private:
-    struct Finalize
-    {
-        void operator()(sqlite3_stmt *statement) const;
-    };
-
-    std::unique_ptr<sqlite3_stmt, Finalize> prepared;
+    PreparedStatement prepared;
     QStringList prepared_columns;
     QString prepared_connection;
     // The bound texts of the row being stored, kept from row to row.
