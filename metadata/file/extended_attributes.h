@@ -5,10 +5,10 @@
 
 #include <QByteArray>
 #include <QByteArrayView>
+#include <QVarLengthArray>
 
 #include <optional>
 #include <utility>
-#include <vector>
 
 // The extended attributes of one object of the evidence volume: only
 // regular files and folders are opened, so links, pipes, sockets and
@@ -37,11 +37,12 @@ private:
     QByteArray names; // each name followed by a zero byte, as listed
     // Where each name lies in names, found once: a run asks every file
     // about every key.
-    std::vector<std::pair<qsizetype, qsizetype>> name_spans;
+    // A file has a handful of attributes: their spans need no allocation.
+    QVarLengthArray<std::pair<qsizetype, qsizetype>, 16> name_spans;
 
     QByteArrayView name_at(std::size_t i) const
     {
-        return QByteArrayView(names).sliced(name_spans[i].first, name_spans[i].second);
+        return QByteArrayView(names).sliced(name_spans[qsizetype(i)].first, name_spans[qsizetype(i)].second);
     }
 };
 
