@@ -125,6 +125,9 @@ private:
     QStringList column_lookup_keys;
     QStringList column_lookup_source;
     QStringList column_lookup_columns;
+    // The timestamp columns of the last row, and the list they came from.
+    QStringList timestamp_insert_columns;
+    QStringList timestamp_insert_source;
     // The keys of the last key list, worked out once for the run.
     QStringList resolved_key_names;
     std::vector<MetadataKey> resolved_keys;

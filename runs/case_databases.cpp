@@ -52,11 +52,15 @@ bool vantrel::open_apple_timestamps_db()
 void vantrel::insert_global_timestamps_in_apple_timestamps_db(QString record)
 {
     // The timestamp columns by position: the keys are always the six of
-    // the timestamp table, in its order.
-    QStringList columns = timestamp_columns_list.mid(0, extracted_keys_list.size());
-    while (columns.size() < extracted_keys_list.size())
-        columns.append(QString());
-    timestamps_row_insert->insert(apple_timestamps_db, columns, extracted_values_list, record);
+    // the timestamp table, in its order. Worked out once for the run.
+    if (timestamp_insert_columns.size() != extracted_keys_list.size()
+        || timestamp_insert_source != timestamp_columns_list) {
+        timestamp_insert_source = timestamp_columns_list;
+        timestamp_insert_columns = timestamp_columns_list.mid(0, extracted_keys_list.size());
+        while (timestamp_insert_columns.size() < extracted_keys_list.size())
+            timestamp_insert_columns.append(QString());
+    }
+    timestamps_row_insert->insert(apple_timestamps_db, timestamp_insert_columns, extracted_values_list, record);
 }
 
 void vantrel::close_result_database(QSqlDatabase &database, RowInsert &row_insert)
