@@ -72,6 +72,8 @@ private slots:
     void disks_e01_and_partitions_are_recognised_by_content_data();
     void disks_e01_and_partitions_are_recognised_by_content();
     void several_volumes_are_named_by_their_first_component();
+    void a_scope_reads_the_part_a_mount_shows_data();
+    void a_scope_reads_the_part_a_mount_shows();
     void damaged_images_cost_values_not_time_data();
     void damaged_images_cost_values_not_time();
     void a_hanging_reader_is_given_up();
@@ -475,6 +477,73 @@ void tst_image_volume::several_volumes_are_named_by_their_first_component()
     QVERIFY(!volume.look_at("LICENSE"));
     // ".." stays inside the volume it started in.
     QCOMPARE(volume.look_at("apfs_test/../../TestVolume/LICENSE").has_value(), false);
+}
+
+void tst_image_volume::a_scope_reads_the_part_a_mount_shows_data()
+{
+    QTest::addColumn<QString>("image");
+    QTest::addColumn<qulonglong>("offset");
+    QTest::addColumn<qulonglong>("size");
+    QTest::addColumn<uint>("volume");
+    QTest::addColumn<QByteArray>("folder");
+    QTest::addColumn<QByteArray>("path");
+    QTest::addColumn<qulonglong>("file_size"); // 0: nothing there
+
+    QTest::newRow("a folder below the root starts every path") << "apfs.raw" << 0ull << 0ull << 0u
+                                                               << QByteArray("a_directory") << QByteArray("a_file")
+                                                               << 53ull;
+    QTest::newRow("dot-dot stops at the folder") << "hfsplus.raw" << 0ull << 0ull << 0u << QByteArray("a_directory")
+                                                 << QByteArray("../../another_file") << 22ull;
+    QTest::newRow("a file beside the folder is out of reach") << "apfs.raw" << 0ull << 0ull << 0u
+                                                              << QByteArray("a_directory")
+                                                              << QByteArray("../passwords.txt") << 0ull;
+    QTest::newRow("a folder the image lacks shows nothing") << "apfs.raw" << 0ull << 0ull << 0u
+                                                            << QByteArray("missing") << QByteArray("") << 0ull;
+    QTest::newRow("a link is never the folder") << "apfs.raw" << 0ull << 0ull << 0u << QByteArray("a_link")
+                                                << QByteArray("") << 0ull;
+    // The macOS 12 disk's HFS+ partition starts at sector 40.
+    QTest::newRow("a partition at a loop device's offset") << "spotlight-12.img" << 20480ull << 0ull << 0u
+                                                           << QByteArray() << QByteArray("LICENSE") << 18652ull;
+    QTest::newRow("a size limit cuts the volume off") << "spotlight-12.img" << 20480ull << 8192ull << 0u
+                                                      << QByteArray() << QByteArray("LICENSE") << 0ull;
+    QTest::newRow("a placed window is no disk to search") << "spotlight-12.img" << 0ull << 64ull * 1024 * 1024 << 0u
+                                                          << QByteArray() << QByteArray("LICENSE") << 0ull;
+    QTest::newRow("a container's volume by its number") << "apfs.raw" << 0ull << 0ull << 1u << QByteArray()
+                                                        << QByteArray("passwords.txt") << 116ull;
+    QTest::newRow("a volume number the container lacks") << "apfs.raw" << 0ull << 0ull << 2u << QByteArray()
+                                                         << QByteArray("passwords.txt") << 0ull;
+    QTest::newRow("an HFS+ volume has no volume numbers") << "hfsplus.raw" << 0ull << 0ull << 1u << QByteArray()
+                                                          << QByteArray("passwords.txt") << 0ull;
+    QTest::newRow("a container at an offset, a volume and a folder")
+        << "padded-apfs.raw" << 1048576ull << 0ull << 1u << QByteArray("a_directory") << QByteArray("another_file")
+        << 22ull;
+}
+
+void tst_image_volume::a_scope_reads_the_part_a_mount_shows()
+{
+    QFETCH(QString, image);
+    QFETCH(qulonglong, offset);
+    QFETCH(qulonglong, size);
+    QFETCH(uint, volume);
+    QFETCH(QByteArray, folder);
+    QFETCH(QByteArray, path);
+    QFETCH(qulonglong, file_size);
+
+    // The container a megabyte into its file, as a partition would be.
+    const QString padded = scratch.filePath("padded-apfs.raw");
+    if (!QFile::exists(padded)) {
+        QFile container(apfs), out(padded);
+        QVERIFY(container.open(QIODevice::ReadOnly) && out.open(QIODevice::WriteOnly));
+        QVERIFY(out.write(QByteArray(1 << 20, '\0') + container.readAll()) > (1 << 20));
+    }
+    const QString path_of_image = scratch.filePath(image);
+    const ImageVolume scoped(open_image_files(path_of_image), ImageScope{offset, size, volume, folder}, "/mnt",
+                             reader);
+    const std::optional<FileFacts> facts = scoped.look_at(path);
+    QCOMPARE(facts.has_value(), file_size != 0);
+    if (file_size != 0)
+        QCOMPARE(facts->size.value_or(0), file_size);
+    QVERIFY(!scoped.reader().given_up());
 }
 
 void tst_image_volume::damaged_images_cost_values_not_time_data()
