@@ -74,6 +74,8 @@ private slots:
     void several_volumes_are_named_by_their_first_component();
     void a_scope_reads_the_part_a_mount_shows_data();
     void a_scope_reads_the_part_a_mount_shows();
+    void a_block_device_is_read_as_its_image_data();
+    void a_block_device_is_read_as_its_image();
     void damaged_images_cost_values_not_time_data();
     void damaged_images_cost_values_not_time();
     void a_hanging_reader_is_given_up();
@@ -544,6 +546,46 @@ void tst_image_volume::a_scope_reads_the_part_a_mount_shows()
     if (file_size != 0)
         QCOMPARE(facts->size.value_or(0), file_size);
     QVERIFY(!scoped.reader().given_up());
+}
+
+void tst_image_volume::a_block_device_is_read_as_its_image_data()
+{
+    QTest::addColumn<QString>("image");
+    QTest::addColumn<QByteArray>("folder");
+    QTest::addColumn<QByteArray>("path");
+    QTest::addColumn<qulonglong>("file_size");
+
+    QTest::newRow("an HFS+ volume's device") << "hfsplus.raw" << QByteArray() << QByteArray("a_directory/a_file")
+                                             << 53ull;
+    QTest::newRow("a folder of an APFS container's device") << "apfs.raw" << QByteArray("a_directory")
+                                                            << QByteArray("another_file") << 22ull;
+}
+
+void tst_image_volume::a_block_device_is_read_as_its_image()
+{
+    QFETCH(QString, image);
+    QFETCH(QByteArray, folder);
+    QFETCH(QByteArray, path);
+    QFETCH(qulonglong, file_size);
+
+    // A loop device stands in for the disk a kernel mount would name.
+    QProcess attach;
+    attach.setStandardErrorFile(QProcess::nullDevice());
+    attach.start("losetup", {"-r", "-f", "--show", scratch.filePath(image)});
+    attach.waitForFinished(30000);
+    const QString device = QString::fromUtf8(attach.readAllStandardOutput()).trimmed();
+    if (::geteuid() != 0 || attach.exitCode() != 0 || !device.startsWith("/dev/loop"))
+        QSKIP("this machine does not let the test attach loop devices");
+    const auto detach = qScopeGuard([&] { QProcess::execute("losetup", {"-d", device}); });
+    struct stat status = {};
+    QCOMPARE(::stat(QFile::encodeName(device).constData(), &status), 0);
+
+    const ImageVolume volume(open_block_device(device, quint64(status.st_rdev)), ImageScope{0, 0, 0, folder}, "/mnt",
+                             reader);
+    QVERIFY(volume.is_open());
+    const std::optional<FileFacts> facts = volume.look_at(path);
+    QVERIFY(facts);
+    QCOMPARE(facts->size.value_or(0), file_size);
 }
 
 void tst_image_volume::damaged_images_cost_values_not_time_data()

@@ -4,6 +4,7 @@
 // be read exactly leaves the mount to be read as mounted.
 
 #include "evidence/apfs_fuse_mount.h"
+#include "evidence/image_volume.h"
 #include "evidence/loop_device.h"
 #include "evidence/mount_table.h"
 #include "evidence/mounted_image.h"
@@ -14,6 +15,8 @@
 #include <QtTest>
 
 #include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace {
@@ -72,6 +75,8 @@ private slots:
     void scopes_reach_the_reader_whole();
     void a_loop_mount_is_traced_to_its_window_data();
     void a_loop_mount_is_traced_to_its_window();
+    void only_the_mounted_block_device_is_opened_data();
+    void only_the_mounted_block_device_is_opened();
 };
 
 void tst_mount_tracing::the_mount_holding_a_folder_data()
@@ -393,6 +398,55 @@ void tst_mount_tracing::a_loop_mount_is_traced_to_its_window()
     QCOMPARE(image->scope.size, size_limit ? size : 0ull);
     QCOMPARE(image->scope.volume, 0u);
     QCOMPARE(image->scope.folder, QFile::encodeName(folder));
+}
+
+void tst_mount_tracing::only_the_mounted_block_device_is_opened_data()
+{
+    QTest::addColumn<QString>("device"); // "loop": a loop device of this machine
+    QTest::addColumn<bool>("number_matches");
+    QTest::addColumn<bool>("opened");
+
+    QTest::newRow("the block device the mount reports") << "loop" << true << true;
+    QTest::newRow("another block device") << "loop" << false << false;
+    QTest::newRow("a character device") << "/dev/null" << true << false;
+    QTest::newRow("a pipe, which would block a reader") << "fifo" << true << false;
+    QTest::newRow("a regular file") << "file" << true << false;
+    QTest::newRow("a link to the block device, as /dev/mapper names them") << "link" << true << true;
+    QTest::newRow("a device that is not there") << "/dev/no-such-device" << true << false;
+}
+
+void tst_mount_tracing::only_the_mounted_block_device_is_opened()
+{
+    QFETCH(QString, device);
+    QFETCH(bool, number_matches);
+    QFETCH(bool, opened);
+
+    QTemporaryDir scratch;
+    QString path = device;
+    if (device == "loop") {
+        path = QStringLiteral("/dev/loop0");
+        if (!QFileInfo::exists(path))
+            QSKIP("this machine has no loop device");
+    } else if (device == "fifo") {
+        path = scratch.filePath("fifo");
+        QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+    } else if (device == "file") {
+        path = scratch.filePath("file");
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x") == 1);
+    } else if (device == "link") {
+        if (!QFileInfo::exists("/dev/loop0"))
+            QSKIP("this machine has no loop device");
+        path = scratch.filePath("link");
+        QVERIFY(QFile::link("/dev/loop0", path));
+    }
+    struct stat status = {};
+    const bool exists = ::stat(QFile::encodeName(path).constData(), &status) == 0;
+    const quint64 number = exists ? quint64(S_ISBLK(status.st_mode) || S_ISCHR(status.st_mode) ? status.st_rdev
+                                                                                                : status.st_dev)
+                                  : 0;
+    const std::vector<UniqueFd> files = open_block_device(path, number_matches ? number : number + 1);
+    QCOMPARE(files.size(), opened ? 1u : 0u);
 }
 
 QTEST_GUILESS_MAIN(tst_mount_tracing)
