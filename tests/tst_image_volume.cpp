@@ -44,6 +44,8 @@ double iso_seconds(const QString &text)
 
 } // namespace
 
+Q_DECLARE_METATYPE(ImageScope)
+
 class tst_image_volume : public QObject
 {
     Q_OBJECT
@@ -484,50 +486,33 @@ void tst_image_volume::several_volumes_are_named_by_their_first_component()
 void tst_image_volume::a_scope_reads_the_part_a_mount_shows_data()
 {
     QTest::addColumn<QString>("image");
-    QTest::addColumn<qulonglong>("offset");
-    QTest::addColumn<qulonglong>("size");
-    QTest::addColumn<uint>("volume");
-    QTest::addColumn<QByteArray>("folder");
+    QTest::addColumn<ImageScope>("scope");
     QTest::addColumn<QByteArray>("path");
     QTest::addColumn<qulonglong>("file_size"); // 0: nothing there
+    const auto row = [](const char *name, const char *image, const ImageScope &scope, const QByteArray &path,
+                        qulonglong file_size) { QTest::newRow(name) << image << scope << path << file_size; };
 
-    QTest::newRow("a folder below the root starts every path") << "apfs.raw" << 0ull << 0ull << 0u
-                                                               << QByteArray("a_directory") << QByteArray("a_file")
-                                                               << 53ull;
-    QTest::newRow("dot-dot stops at the folder") << "hfsplus.raw" << 0ull << 0ull << 0u << QByteArray("a_directory")
-                                                 << QByteArray("../../another_file") << 22ull;
-    QTest::newRow("a file beside the folder is out of reach") << "apfs.raw" << 0ull << 0ull << 0u
-                                                              << QByteArray("a_directory")
-                                                              << QByteArray("../passwords.txt") << 0ull;
-    QTest::newRow("a folder the image lacks shows nothing") << "apfs.raw" << 0ull << 0ull << 0u
-                                                            << QByteArray("missing") << QByteArray("") << 0ull;
-    QTest::newRow("a link is never the folder") << "apfs.raw" << 0ull << 0ull << 0u << QByteArray("a_link")
-                                                << QByteArray("") << 0ull;
+    const ImageScope directory{0, 0, 0, "a_directory"};
+    row("a folder below the root starts every path", "apfs.raw", directory, "a_file", 53);
+    row("dot-dot stops at the folder", "hfsplus.raw", directory, "../../another_file", 22);
+    row("a file beside the folder is out of reach", "apfs.raw", directory, "../passwords.txt", 0);
+    row("a folder the image lacks shows nothing", "apfs.raw", {0, 0, 0, "missing"}, "", 0);
+    row("a link is never the folder", "apfs.raw", {0, 0, 0, "a_link"}, "", 0);
     // The macOS 12 disk's HFS+ partition starts at sector 40.
-    QTest::newRow("a partition at a loop device's offset") << "spotlight-12.img" << 20480ull << 0ull << 0u
-                                                           << QByteArray() << QByteArray("LICENSE") << 18652ull;
-    QTest::newRow("a size limit cuts the volume off") << "spotlight-12.img" << 20480ull << 8192ull << 0u
-                                                      << QByteArray() << QByteArray("LICENSE") << 0ull;
-    QTest::newRow("a placed window is no disk to search") << "spotlight-12.img" << 0ull << 64ull * 1024 * 1024 << 0u
-                                                          << QByteArray() << QByteArray("LICENSE") << 0ull;
-    QTest::newRow("a container's volume by its number") << "apfs.raw" << 0ull << 0ull << 1u << QByteArray()
-                                                        << QByteArray("passwords.txt") << 116ull;
-    QTest::newRow("a volume number the container lacks") << "apfs.raw" << 0ull << 0ull << 2u << QByteArray()
-                                                         << QByteArray("passwords.txt") << 0ull;
-    QTest::newRow("an HFS+ volume has no volume numbers") << "hfsplus.raw" << 0ull << 0ull << 1u << QByteArray()
-                                                          << QByteArray("passwords.txt") << 0ull;
-    QTest::newRow("a container at an offset, a volume and a folder")
-        << "padded-apfs.raw" << 1048576ull << 0ull << 1u << QByteArray("a_directory") << QByteArray("another_file")
-        << 22ull;
+    row("a partition at a loop device's offset", "spotlight-12.img", {20480, 0, 0, {}}, "LICENSE", 18652);
+    row("a size limit cuts the volume off", "spotlight-12.img", {20480, 8192, 0, {}}, "LICENSE", 0);
+    row("a placed window is no disk to search", "spotlight-12.img", {0, 64 << 20, 0, {}}, "LICENSE", 0);
+    row("a container's volume by its number", "apfs.raw", {0, 0, 1, {}}, "passwords.txt", 116);
+    row("a volume number the container lacks", "apfs.raw", {0, 0, 2, {}}, "passwords.txt", 0);
+    row("an HFS+ volume has no volume numbers", "hfsplus.raw", {0, 0, 1, {}}, "passwords.txt", 0);
+    row("a container at an offset, a volume and a folder", "padded-apfs.raw", {1 << 20, 0, 1, "a_directory"},
+        "another_file", 22);
 }
 
 void tst_image_volume::a_scope_reads_the_part_a_mount_shows()
 {
     QFETCH(QString, image);
-    QFETCH(qulonglong, offset);
-    QFETCH(qulonglong, size);
-    QFETCH(uint, volume);
-    QFETCH(QByteArray, folder);
+    QFETCH(ImageScope, scope);
     QFETCH(QByteArray, path);
     QFETCH(qulonglong, file_size);
 
@@ -538,9 +523,7 @@ void tst_image_volume::a_scope_reads_the_part_a_mount_shows()
         QVERIFY(container.open(QIODevice::ReadOnly) && out.open(QIODevice::WriteOnly));
         QVERIFY(out.write(QByteArray(1 << 20, '\0') + container.readAll()) > (1 << 20));
     }
-    const QString path_of_image = scratch.filePath(image);
-    const ImageVolume scoped(open_image_files(path_of_image), ImageScope{offset, size, volume, folder}, "/mnt",
-                             reader);
+    const ImageVolume scoped(open_image_files(scratch.filePath(image)), scope, "/mnt", reader);
     const std::optional<FileFacts> facts = scoped.look_at(path);
     QCOMPARE(facts.has_value(), file_size != 0);
     if (file_size != 0)
@@ -569,14 +552,10 @@ void tst_image_volume::a_block_device_is_read_as_its_image()
     QFETCH(qulonglong, file_size);
 
     // A loop device stands in for the disk a kernel mount would name.
-    QProcess attach;
-    attach.setStandardErrorFile(QProcess::nullDevice());
-    attach.start("losetup", {"-r", "-f", "--show", scratch.filePath(image)});
-    attach.waitForFinished(30000);
-    const QString device = QString::fromUtf8(attach.readAllStandardOutput()).trimmed();
-    if (::geteuid() != 0 || attach.exitCode() != 0 || !device.startsWith("/dev/loop"))
+    const QString device = ::geteuid() == 0 ? attach_loop_device(scratch.filePath(image)) : QString();
+    if (device.isEmpty())
         QSKIP("this machine does not let the test attach loop devices");
-    const auto detach = qScopeGuard([&] { QProcess::execute("losetup", {"-d", device}); });
+    const auto detach = qScopeGuard([&] { run_quietly("losetup", {"-d", device}); });
     struct stat status = {};
     QCOMPARE(::stat(QFile::encodeName(device).constData(), &status), 0);
 

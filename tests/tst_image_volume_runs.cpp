@@ -37,21 +37,6 @@ QList<QStringList> rows_over(const QString &source, const QStringList &stored_pa
     return lines.isEmpty() ? text_rows(test_case.metadata_db(), select_of(file_keys)) : QList<QStringList>{lines};
 }
 
-// Runs program, its output left unseen; whether it succeeded.
-bool quietly(const QString &program, const QStringList &arguments, QByteArray *output = nullptr)
-{
-    QProcess process;
-    if (!output)
-        process.setStandardOutputFile(QProcess::nullDevice());
-    process.setStandardErrorFile(QProcess::nullDevice());
-    process.start(program, arguments);
-    const bool done = process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit
-                      && process.exitCode() == 0;
-    if (output)
-        *output = process.readAllStandardOutput();
-    return done;
-}
-
 // A mount made by the test, undone when it goes.
 struct TestMount
 {
@@ -64,7 +49,7 @@ struct TestMount
         if (mounted)
             ::umount2(QFile::encodeName(mount_point).constData(), MNT_DETACH);
         if (!loop_device.isEmpty())
-            quietly("losetup", {"-d", loop_device});
+            run_quietly("losetup", {"-d", loop_device});
     }
 };
 
@@ -74,17 +59,12 @@ struct TestMount
 bool mount_image(TestMount &mount, const QString &image, const QString &kind, const QStringList &options)
 {
     if (kind == "fuse") {
-        mount.mounted = quietly("fsapfsmount", options + QStringList{image, mount.mount_point});
+        mount.mounted = run_quietly("fsapfsmount", options + QStringList{image, mount.mount_point});
         return mount.mounted && !QDir(mount.mount_point).isEmpty();
     }
-    QByteArray attached;
-    if (!quietly("losetup", QStringList{"-r", "-f", "--show"} + options + QStringList{image}, &attached))
-        return false;
-    const QString device = QString::fromUtf8(attached).trimmed();
-    if (!device.startsWith("/dev/loop"))
-        return false;
-    mount.loop_device = device;
-    mount.mounted = quietly("mount", {"-t", "hfsplus", "-o", "ro", device, mount.mount_point});
+    mount.loop_device = attach_loop_device(image, options);
+    mount.mounted = !mount.loop_device.isEmpty()
+                    && run_quietly("mount", {"-t", "hfsplus", "-o", "ro", mount.loop_device, mount.mount_point});
     return mount.mounted;
 }
 
