@@ -254,7 +254,8 @@ bool holds_apfs_container(const ImageBytes &bytes)
     return bytes.read_at(magic, sizeof magic, 32) == sizeof magic && std::memcmp(magic, "NXSB", 4) == 0;
 }
 
-std::vector<std::unique_ptr<ImageFileSystem>> apfs_volumes(std::shared_ptr<const ImageBytes> bytes)
+std::vector<std::unique_ptr<ImageFileSystem>> apfs_volumes(std::shared_ptr<const ImageBytes> bytes,
+                                                           std::uint32_t only_volume)
 {
     std::vector<std::unique_ptr<ImageFileSystem>> volumes;
     const std::shared_ptr<const OpenContainer> container = open_container(bytes);
@@ -266,6 +267,9 @@ std::vector<std::unique_ptr<ImageFileSystem>> apfs_volumes(std::shared_ptr<const
         return volumes;
     // A container holds at most 100 volumes.
     for (int index = 0; index < count && index < 100; ++index) {
+        // A volume is numbered by its place in the container, locked ones included.
+        if (only_volume != 0 && std::uint32_t(index) + 1 != only_volume)
+            continue;
         auto open = std::make_shared<OpenVolume>();
         open->container = container;
         if (libfsapfs_container_get_volume_by_index(container->container.get(), index, open->volume.out(), error.out()) != 1)

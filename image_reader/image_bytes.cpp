@@ -111,9 +111,13 @@ private:
 std::shared_ptr<const ImageBytes> file_bytes(int fd)
 {
     struct stat status = {};
-    if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode))
+    if (::fstat(fd, &status) != 0)
         return nullptr;
-    return std::make_shared<FileBytes>(fd, qint64(status.st_size));
+    if (S_ISREG(status.st_mode))
+        return std::make_shared<FileBytes>(fd, qint64(status.st_size));
+    // A block device (a kernel mount's) tells its size by its end.
+    const off_t end = S_ISBLK(status.st_mode) ? ::lseek(fd, 0, SEEK_END) : off_t(-1);
+    return end > 0 ? std::make_shared<FileBytes>(fd, qint64(end)) : nullptr;
 }
 
 std::shared_ptr<const ImageBytes> memory_bytes(QByteArray bytes)

@@ -32,8 +32,8 @@ protected:
     virtual qint64 read_within(char *buffer, qint64 length, qint64 offset) const = 0;
 };
 
-// The bytes of a raw image file, read through the descriptor fd handed to
-// the reader (which it does not own).
+// The bytes of a raw image file or block device, read through the
+// descriptor fd handed to the reader (which it does not own).
 std::shared_ptr<const ImageBytes> file_bytes(int fd);
 
 // Bytes held in memory: a crafted volume, in a test or a fuzz target.

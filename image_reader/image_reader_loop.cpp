@@ -128,7 +128,23 @@ void FolderCache::add(const Node &folder, const QByteArray &name, const Node &ch
     order_.pop_front();
 }
 
-ImageReader::ImageReader(std::vector<std::unique_ptr<ImageFileSystem>> volumes) : volumes_(std::move(volumes)) {}
+ImageReader::ImageReader(std::vector<std::unique_ptr<ImageFileSystem>> volumes, QByteArray folder)
+    : volumes_(std::move(volumes)), folder_(std::move(folder))
+{
+}
+
+std::shared_ptr<const ImageEntry> ImageReader::folder_root()
+{
+    if (!folder_looked_up_) {
+        folder_looked_up_ = true;
+        // The host reached the folder through real folders of the mount,
+        // never a link: a link on the way is not the folder the mount shows.
+        std::shared_ptr<const ImageEntry> folder = resolve_in_image(folder_, false);
+        if (folder && folder->facts().is_directory)
+            folder_root_ = std::move(folder);
+    }
+    return folder_root_;
+}
 
 std::shared_ptr<const ImageEntry> ImageReader::root_of(const ImageFileSystem *volume)
 {
@@ -157,6 +173,17 @@ std::shared_ptr<const ImageEntry> ImageReader::resolve(const QByteArray &path, b
 }
 
 std::shared_ptr<const ImageEntry> ImageReader::resolve_uncached(const QByteArray &path, bool follow_links)
+{
+    if (folder_.isEmpty())
+        return resolve_in_image(path, follow_links);
+    if (path.contains('\0'))
+        return nullptr;
+    // The folder is the root of every walk: ".." stops at it, and an
+    // absolute link starts again from it, as on the mount it came from.
+    return path_walk::walk(folder_root(), path, follow_links, Steps{folders_, {}});
+}
+
+std::shared_ptr<const ImageEntry> ImageReader::resolve_in_image(const QByteArray &path, bool follow_links)
 {
     if (volumes_.empty() || path.contains('\0'))
         return nullptr;
@@ -243,9 +270,9 @@ image_protocol::Answer ImageReader::answer(const image_protocol::Request &reques
     return answer;
 }
 
-int run_image_reader(int channel, const std::vector<int> &files)
+int run_image_reader(int channel, const std::vector<int> &files, const ImageScope &scope)
 {
-    ImageReader reader(image_file_volumes(files));
+    ImageReader reader(image_file_volumes(files, scope), scope.folder);
     for (;;) {
         const std::optional<descriptor_channel::Received> received =
             descriptor_channel::receive_with_descriptor(channel, image_protocol::max_request_size);

@@ -3,6 +3,7 @@
 
 #include "image_protocol.h"
 #include "image_file_system.h"
+#include "image_scope.h"
 
 #include <QByteArray>
 
@@ -35,11 +36,13 @@ private:
 
 // Answers the worker's requests about the volumes of one image. With one
 // volume, paths start at its root; with several, a path's first component
-// is a volume's name, and the image's root lists those names.
+// is a volume's name, and the image's root lists those names. With a
+// folder (the part of the volume a mount's source folder shows), paths
+// start at that folder instead, and neither ".." nor a link leaves it.
 class ImageReader
 {
 public:
-    explicit ImageReader(std::vector<std::unique_ptr<ImageFileSystem>> volumes);
+    explicit ImageReader(std::vector<std::unique_ptr<ImageFileSystem>> volumes, QByteArray folder = QByteArray());
 
     // The answer to one request.
     image_protocol::Answer answer(const image_protocol::Request &request);
@@ -50,10 +53,18 @@ public:
 
 private:
     std::shared_ptr<const ImageEntry> resolve_uncached(const QByteArray &path, bool follow_links);
+    // The object at path from the image's own root.
+    std::shared_ptr<const ImageEntry> resolve_in_image(const QByteArray &path, bool follow_links);
+    // The folder paths start at, looked up once, through no link; nullptr
+    // when the image does not hold it as a folder.
+    std::shared_ptr<const ImageEntry> folder_root();
     // A volume's root folder, looked up once.
     std::shared_ptr<const ImageEntry> root_of(const ImageFileSystem *volume);
 
     std::vector<std::unique_ptr<ImageFileSystem>> volumes_;
+    const QByteArray folder_;
+    bool folder_looked_up_ = false;
+    std::shared_ptr<const ImageEntry> folder_root_;
     std::vector<std::pair<const ImageFileSystem *, std::shared_ptr<const ImageEntry>>> roots_;
     FolderCache folders_;
     // The few objects asked about last: the worker asks several things of
@@ -61,8 +72,9 @@ private:
     std::deque<std::pair<QByteArray, std::shared_ptr<const ImageEntry>>> recent_;
 };
 
-// Serves requests on channel until the worker closes it, about the image
-// whose files are the descriptors files. Returns the exit status.
-int run_image_reader(int channel, const std::vector<int> &files);
+// Serves requests on channel until the worker closes it, about the part
+// scope of the image whose files are the descriptors files. Returns the
+// exit status.
+int run_image_reader(int channel, const std::vector<int> &files, const ImageScope &scope = {});
 
 #endif // IMAGE_READER_LOOP_H

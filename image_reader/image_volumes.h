@@ -3,6 +3,7 @@
 
 #include "image_bytes.h"
 #include "image_file_system.h"
+#include "image_scope.h"
 
 #include <memory>
 #include <vector>
@@ -15,7 +16,11 @@ std::vector<std::unique_ptr<ImageFileSystem>> image_volumes(const std::shared_pt
 
 // The same for the image files handed to the reader, first first: a raw
 // image (one file), or the segment files of an E01 image, whose media
-// holds one of the above.
-std::vector<std::unique_ptr<ImageFileSystem>> image_file_volumes(const std::vector<int> &files);
+// holds one of the above. A scope that places a volume (a mount's offset,
+// size limit or volume number) is honoured exactly: the file's raw bytes
+// in that window hold the volume from their first byte, an APFS or HFS+
+// one, never a disk to search.
+std::vector<std::unique_ptr<ImageFileSystem>> image_file_volumes(const std::vector<int> &files,
+                                                                 const ImageScope &scope = {});
 
 #endif // IMAGE_VOLUMES_H

@@ -1,9 +1,12 @@
 // The isolated image reader: the worker starts it with its channel and the
-// image's files at fixed descriptors, and the number of those files as its
-// one argument. It confines itself before it reads a byte of the image.
+// image's files at fixed descriptors, the number of those files as its
+// first argument and, when it asks about a part of the image (a mount's
+// volume and folder), that part's scope after it. It confines itself
+// before it reads a byte of the image.
 
 #include "image_protocol.h"
 #include "image_reader_loop.h"
+#include "image_scope.h"
 #include "importer_sandbox.h"
 
 #include <cstdlib>
@@ -12,7 +15,14 @@
 
 int main(int argc, char *argv[])
 {
-    if (argc != 2)
+    if (argc != 2 && argc != 6)
+        return 2;
+    QList<QByteArray> scope_arguments;
+    for (int index = 2; index < argc; ++index)
+        scope_arguments.append(QByteArray(argv[index]));
+    const std::optional<ImageScope> scope =
+        argc == 2 ? std::optional<ImageScope>(ImageScope()) : image_scope::from_arguments(scope_arguments);
+    if (!scope)
         return 2;
     char *end = nullptr;
     const long count = std::strtol(argv[1], &end, 10);
@@ -22,5 +32,5 @@ int main(int argc, char *argv[])
     for (int index = 0; index < count; ++index)
         files.push_back(image_protocol::first_image_fd + index);
     importer_sandbox::confine_importer(image_protocol::reader_channel_fd);
-    return run_image_reader(image_protocol::reader_channel_fd, files);
+    return run_image_reader(image_protocol::reader_channel_fd, files, *scope);
 }

@@ -26,8 +26,12 @@ std::unique_ptr<MetadataStore> create_platform_metadata_store(const QString &vol
     std::shared_ptr<const EvidenceVolume> volume;
     if (!volume_root.isEmpty() && QFileInfo(volume_root).isFile())
         volume = std::make_shared<const ImageVolume>(volume_root);
-    else if (const std::optional<QString> image = volume_root.isEmpty() ? std::nullopt : image_behind_mount(volume_root))
-        volume = std::make_shared<const ImageVolume>(*image, volume_root);
+    else if (const std::optional<MountedImage> image =
+                 volume_root.isEmpty() ? std::nullopt : image_behind_mount(volume_root))
+        volume = std::make_shared<const ImageVolume>(image->block_device
+                                                         ? open_block_device(image->image, image->device_number)
+                                                         : open_image_files(image->image),
+                                                     image->scope, volume_root);
     // An image that can't be read leaves the mount to answer as it can.
     if (!volume || (!QFileInfo(volume_root).isFile() && !volume->look_at(QByteArray())))
         volume = std::make_shared<const HostFolderVolume>(volume_root);

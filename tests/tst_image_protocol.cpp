@@ -3,7 +3,6 @@
 // choosing, nor accept facts no volume records.
 
 #include "image_protocol.h"
-#include "evidence/mounted_image.h"
 
 #include <QtTest>
 
@@ -37,8 +36,6 @@ private slots:
     void facts_travel_whole();
     void impossible_facts_are_refused();
     void requests_round_trip_and_refuse_garbage();
-    void images_behind_mounts_data();
-    void images_behind_mounts();
 };
 
 void tst_image_protocol::hostile_listings_are_refused_data()
@@ -123,45 +120,6 @@ void tst_image_protocol::requests_round_trip_and_refuse_garbage()
     QVERIFY(!image_protocol::encode_request(request));
     // An answer frame announcing more than the bound is refused before it is read.
     QVERIFY(!image_protocol::decode_frame_length(u32(image_protocol::max_frame_size + 1)));
-}
-
-void tst_image_protocol::images_behind_mounts_data()
-{
-    QTest::addColumn<QByteArray>("folder");
-    QTest::addColumn<QByteArray>("command_line"); // a FUSE daemon's, NUL-separated
-    QTest::addColumn<QString>("image");            // empty: the mount is read as mounted
-
-    const QByteArray fuse = "/cases/mnt 2";
-    QTest::newRow("absolute image and mount point") << fuse << QByteArray("fsapfsmount\0/ev/a.raw\0/cases/mnt 2\0", 35)
-                                                    << "/ev/a.raw";
-    QTest::newRow("both named from one folder, which the daemon left")
-        << fuse << QByteArray("/usr/bin/fsapfsmount\0../a.raw\0mnt 2\0", 36) << "/a.raw";
-    QTest::newRow("a relative image beside an absolute mount point cannot be placed")
-        << fuse << QByteArray("fsapfsmount\0a.raw\0/cases/mnt 2\0", 31) << "";
-    QTest::newRow("a volume chosen by option is not placed")
-        << fuse << QByteArray("fsapfsmount\0-f\0002\0/ev/a.raw\0/cases/mnt 2\0", 40) << "";
-    QTest::newRow("another mount point's daemon") << fuse << QByteArray("fsapfsmount\0/ev/a.raw\0/cases/other\0", 35)
-                                                  << "";
-    QTest::newRow("another daemon") << fuse << QByteArray("sshfs\0/ev/a.raw\0/cases/mnt 2\0", 29) << "";
-    QTest::newRow("a folder that is no mount point") << QByteArray("/cases") << QByteArray() << "";
-}
-
-void tst_image_protocol::images_behind_mounts()
-{
-    QFETCH(QByteArray, folder);
-    QFETCH(QByteArray, command_line);
-    QFETCH(QString, image);
-    // The table writes a blank in a mount point as an octal escape; the
-    // later of two mounts at one place is the one seen.
-    const QByteArray table = "22 1 8:1 / / rw - ext4 /dev/sda1 rw\n"
-                             "40 22 0:35 / /cases/mnt\\0402 rw - ext4 /dev/sdb1 rw\n"
-                             "41 40 0:36 / /cases/mnt\\0402 rw,nosuid - fuse /dev/fuse rw,user_id=0\n";
-    const std::optional<MountEntry> mount = mount_at(folder, table);
-    QCOMPARE(mount.has_value(), folder != "/cases");
-    if (!mount)
-        return;
-    QCOMPARE(mount->type, QByteArray("fuse"));
-    QCOMPARE(apfs_fuse_image(command_line, mount->mount_point).value_or(QString()), image);
 }
 
 QTEST_GUILESS_MAIN(tst_image_protocol)

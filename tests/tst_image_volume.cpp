@@ -44,6 +44,8 @@ double iso_seconds(const QString &text)
 
 } // namespace
 
+Q_DECLARE_METATYPE(ImageScope)
+
 class tst_image_volume : public QObject
 {
     Q_OBJECT
@@ -72,6 +74,10 @@ private slots:
     void disks_e01_and_partitions_are_recognised_by_content_data();
     void disks_e01_and_partitions_are_recognised_by_content();
     void several_volumes_are_named_by_their_first_component();
+    void a_scope_reads_the_part_a_mount_shows_data();
+    void a_scope_reads_the_part_a_mount_shows();
+    void a_block_device_is_read_as_its_image_data();
+    void a_block_device_is_read_as_its_image();
     void damaged_images_cost_values_not_time_data();
     void damaged_images_cost_values_not_time();
     void a_hanging_reader_is_given_up();
@@ -475,6 +481,90 @@ void tst_image_volume::several_volumes_are_named_by_their_first_component()
     QVERIFY(!volume.look_at("LICENSE"));
     // ".." stays inside the volume it started in.
     QCOMPARE(volume.look_at("apfs_test/../../TestVolume/LICENSE").has_value(), false);
+}
+
+void tst_image_volume::a_scope_reads_the_part_a_mount_shows_data()
+{
+    QTest::addColumn<QString>("image");
+    QTest::addColumn<ImageScope>("scope");
+    QTest::addColumn<QByteArray>("path");
+    QTest::addColumn<qulonglong>("file_size"); // 0: nothing there
+    const auto row = [](const char *name, const char *image, const ImageScope &scope, const QByteArray &path,
+                        qulonglong file_size) { QTest::newRow(name) << image << scope << path << file_size; };
+
+    const ImageScope directory{0, 0, 0, "a_directory"};
+    row("a folder below the root starts every path", "apfs.raw", directory, "a_file", 53);
+    row("dot-dot stops at the folder", "hfsplus.raw", directory, "../../another_file", 22);
+    row("a file beside the folder is out of reach", "apfs.raw", directory, "../passwords.txt", 0);
+    row("a folder the image lacks shows nothing", "apfs.raw", {0, 0, 0, "missing"}, "", 0);
+    row("a link is never the folder", "apfs.raw", {0, 0, 0, "a_link"}, "", 0);
+    // The macOS 12 disk's HFS+ partition starts at sector 40.
+    row("a partition at a loop device's offset", "spotlight-12.img", {20480, 0, 0, {}}, "LICENSE", 18652);
+    row("a size limit cuts the volume off", "spotlight-12.img", {20480, 8192, 0, {}}, "LICENSE", 0);
+    row("a placed window is no disk to search", "spotlight-12.img", {0, 64 << 20, 0, {}}, "LICENSE", 0);
+    row("a container's volume by its number", "apfs.raw", {0, 0, 1, {}}, "passwords.txt", 116);
+    row("a volume number the container lacks", "apfs.raw", {0, 0, 2, {}}, "passwords.txt", 0);
+    row("an HFS+ volume has no volume numbers", "hfsplus.raw", {0, 0, 1, {}}, "passwords.txt", 0);
+    row("a container at an offset, a volume and a folder", "padded-apfs.raw", {1 << 20, 0, 1, "a_directory"},
+        "another_file", 22);
+}
+
+void tst_image_volume::a_scope_reads_the_part_a_mount_shows()
+{
+    QFETCH(QString, image);
+    QFETCH(ImageScope, scope);
+    QFETCH(QByteArray, path);
+    QFETCH(qulonglong, file_size);
+
+    // The container a megabyte into its file, as a partition would be.
+    const QString padded = scratch.filePath("padded-apfs.raw");
+    if (!QFile::exists(padded)) {
+        QFile container(apfs), out(padded);
+        QVERIFY(container.open(QIODevice::ReadOnly) && out.open(QIODevice::WriteOnly));
+        QVERIFY(out.write(QByteArray(1 << 20, '\0') + container.readAll()) > (1 << 20));
+    }
+    const ImageVolume scoped(open_image_files(scratch.filePath(image)), scope, "/mnt", reader);
+    const std::optional<FileFacts> facts = scoped.look_at(path);
+    QCOMPARE(facts.has_value(), file_size != 0);
+    if (file_size != 0)
+        QCOMPARE(facts->size.value_or(0), file_size);
+    QVERIFY(!scoped.reader().given_up());
+}
+
+void tst_image_volume::a_block_device_is_read_as_its_image_data()
+{
+    QTest::addColumn<QString>("image");
+    QTest::addColumn<QByteArray>("folder");
+    QTest::addColumn<QByteArray>("path");
+    QTest::addColumn<qulonglong>("file_size");
+
+    QTest::newRow("an HFS+ volume's device") << "hfsplus.raw" << QByteArray() << QByteArray("a_directory/a_file")
+                                             << 53ull;
+    QTest::newRow("a folder of an APFS container's device") << "apfs.raw" << QByteArray("a_directory")
+                                                            << QByteArray("another_file") << 22ull;
+}
+
+void tst_image_volume::a_block_device_is_read_as_its_image()
+{
+    QFETCH(QString, image);
+    QFETCH(QByteArray, folder);
+    QFETCH(QByteArray, path);
+    QFETCH(qulonglong, file_size);
+
+    // A loop device stands in for the disk a kernel mount would name.
+    const QString device = ::geteuid() == 0 ? attach_loop_device(scratch.filePath(image)) : QString();
+    if (device.isEmpty())
+        QSKIP("this machine does not let the test attach loop devices");
+    const auto detach = qScopeGuard([&] { run_quietly("losetup", {"-d", device}); });
+    struct stat status = {};
+    QCOMPARE(::stat(QFile::encodeName(device).constData(), &status), 0);
+
+    const ImageVolume volume(open_block_device(device, quint64(status.st_rdev)), ImageScope{0, 0, 0, folder}, "/mnt",
+                             reader);
+    QVERIFY(volume.is_open());
+    const std::optional<FileFacts> facts = volume.look_at(path);
+    QVERIFY(facts);
+    QCOMPARE(facts->size.value_or(0), file_size);
 }
 
 void tst_image_volume::damaged_images_cost_values_not_time_data()

@@ -23,6 +23,51 @@ QString select_of(const QStringList &keys)
     return "select " + keys.join(',') + " from files order by rowid";
 }
 
+// The rows of a run over source, which holds stored_paths.
+QList<QStringList> rows_over(const QString &source, const QStringList &stored_paths)
+{
+    TestCase test_case;
+    test_case.set_source_root(source);
+    QList<QPair<QVariant, QVariant>> files;
+    for (const QString &path : stored_paths)
+        files.append({int(files.size()) + 1, path});
+    test_case.create_file_system_db(files);
+    test_case.create_metadata_db(file_keys);
+    const QStringList lines = test_case.run("2", QString(), file_keys, file_keys).lines;
+    return lines.isEmpty() ? text_rows(test_case.metadata_db(), select_of(file_keys)) : QList<QStringList>{lines};
+}
+
+// A mount made by the test, undone when it goes.
+struct TestMount
+{
+    QString mount_point;
+    QString loop_device;
+    bool mounted = false;
+
+    ~TestMount()
+    {
+        if (mounted)
+            ::umount2(QFile::encodeName(mount_point).constData(), MNT_DETACH);
+        if (!loop_device.isEmpty())
+            run_quietly("losetup", {"-d", loop_device});
+    }
+};
+
+// image mounted read-only at mount_point: by fsapfsmount with options, or
+// through a loop device attached with losetup options; false when this
+// machine does not let the test do so.
+bool mount_image(TestMount &mount, const QString &image, const QString &kind, const QStringList &options)
+{
+    if (kind == "fuse") {
+        mount.mounted = run_quietly("fsapfsmount", options + QStringList{image, mount.mount_point});
+        return mount.mounted && !QDir(mount.mount_point).isEmpty();
+    }
+    mount.loop_device = attach_loop_device(image, options);
+    mount.mounted = !mount.loop_device.isEmpty()
+                    && run_quietly("mount", {"-t", "hfsplus", "-o", "ro", mount.loop_device, mount.mount_point});
+    return mount.mounted;
+}
+
 } // namespace
 
 class tst_image_volume_runs : public QObject
@@ -41,6 +86,9 @@ private slots:
     void every_run_kind_reads_the_image();
     void damaged_images_keep_every_row_data();
     void damaged_images_keep_every_row();
+    void mounts_are_read_through_their_images_data();
+    void mounts_are_read_through_their_images();
+    void an_image_that_cannot_be_read_leaves_the_mount();
 
 private:
     QTemporaryDir scratch;
@@ -247,6 +295,86 @@ void tst_image_volume_runs::damaged_images_keep_every_row()
     QCOMPARE(result.exit_code, 0);
     QCOMPARE(text_rows(test_case.metadata_db(), select_of(file_keys)),
              QList<QStringList>(3, QStringList(file_keys.size(), QString())));
+}
+
+void tst_image_volume_runs::mounts_are_read_through_their_images_data()
+{
+    QTest::addColumn<QString>("image");
+    QTest::addColumn<QString>("kind"); // "fuse" (fsapfsmount) or "loop" (a kernel mount of a loop device)
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("folder"); // the source folder below the mount point
+    QTest::addColumn<QString>("same_as"); // the image whose own run gives the same rows
+    QTest::addColumn<QStringList>("paths");
+
+    const QStringList apfs_paths = {"/a_directory/a_file", "/passwords.txt", "/missing"};
+    QTest::newRow("a folder below an APFS FUSE mount") << "apfs.raw" << "fuse" << QStringList() << "a_directory"
+                                                       << "apfs.raw" << QStringList{"/a_file", "/another_file"};
+    QTest::newRow("an APFS FUSE mount of volume 1") << "apfs.raw" << "fuse" << QStringList{"-f", "1"} << ""
+                                                    << "apfs.raw" << apfs_paths;
+    QTest::newRow("an APFS FUSE mount of a container at an offset")
+        << "padded-apfs.raw" << "fuse" << QStringList{"-o", "1048576", "-f", "1"} << "" << "apfs.raw" << apfs_paths;
+    QTest::newRow("a folder below a loop mount of an HFS+ volume")
+        << "hfsplus.raw" << "loop" << QStringList() << "a_directory" << "hfsplus.raw"
+        << QStringList{"/a_file", "/another_file"};
+    QTest::newRow("a loop device at a GPT disk's partition")
+        << "spotlight-12.img" << "loop" << QStringList{"-o", "20480"} << "" << "spotlight-12.img"
+        << QStringList{"/LICENSE", "/missing"};
+}
+
+void tst_image_volume_runs::mounts_are_read_through_their_images()
+{
+    QFETCH(QString, image);
+    QFETCH(QString, kind);
+    QFETCH(QStringList, options);
+    QFETCH(QString, folder);
+    QFETCH(QString, same_as);
+    QFETCH(QStringList, paths);
+
+    const QString padded = scratch.filePath("padded-apfs.raw");
+    if (!QFile::exists(padded)) {
+        QFile container(scratch.filePath("apfs.raw"));
+        QVERIFY(container.open(QIODevice::ReadOnly));
+        QVERIFY(write_file(padded, QByteArray(1 << 20, '\0') + container.readAll()));
+    }
+    QTemporaryDir mount_point;
+    TestMount mount{mount_point.path()};
+    if (!mount_image(mount, scratch.filePath(image), kind, options))
+        QSKIP("this machine does not let the test mount the image this way");
+    const QString source = folder.isEmpty() ? mount_point.path() : mount_point.filePath(folder);
+
+    // The image's own values reach the rows, as from the image named itself.
+    QStringList image_paths;
+    for (const QString &path : paths)
+        image_paths.append(folder.isEmpty() ? path : '/' + folder + path);
+    const QList<QStringList> from_image = rows_over(scratch.filePath(same_as), image_paths);
+    QCOMPARE(from_image.size(), paths.size());
+    QVERIFY2(!from_image[0][2].isEmpty() && !from_image[0][5].isEmpty(), qPrintable(from_image[0].join('|')));
+    QCOMPARE(rows_over(source, paths), from_image);
+}
+
+void tst_image_volume_runs::an_image_that_cannot_be_read_leaves_the_mount()
+{
+    // The image file renamed over by another after it was mounted: the
+    // daemon reads the one it opened, the worker finds no volume in the
+    // file now named, and reads the mount as it is.
+    QTemporaryDir folder;
+    const QString image = folder.filePath("evidence.raw");
+    QVERIFY(QFile::copy(scratch.filePath("apfs.raw"), image));
+    QTemporaryDir mount_point;
+    TestMount mount{mount_point.path()};
+    if (!mount_image(mount, image, "fuse", {}))
+        QSKIP("this machine does not let the test mount an image with FUSE");
+    QVERIFY(write_file(folder.filePath("other"), QByteArray(1 << 20, 'x')));
+    QVERIFY(::rename(QFile::encodeName(folder.filePath("other")).constData(), QFile::encodeName(image).constData())
+            == 0);
+
+    const QList<QStringList> rows = rows_over(mount_point.filePath("a_directory"), {"/a_file"});
+    QCOMPARE(rows.size(), 1);
+    QCOMPARE(rows[0].mid(0, 2), (QStringList{"a_file", "53"}));
+    // The owner the mount shows, not the image's 99.
+    const QString mounted_owner = QString::number(QFileInfo(mount_point.filePath("a_directory/a_file")).ownerId());
+    QCOMPARE(rows[0][3], mounted_owner);
+    QVERIFY(mounted_owner != "99");
 }
 
 QTEST_GUILESS_MAIN(tst_image_volume_runs)

@@ -36,4 +36,32 @@ inline QString make_e01_image(const QString &raw, const QString &target, qint64 
     return target + ".E01";
 }
 
+// Runs program, its messages left unseen; whether it succeeded. Its
+// output goes to output when given.
+inline bool run_quietly(const QString &program, const QStringList &arguments, QByteArray *output = nullptr)
+{
+    QProcess process;
+    if (!output)
+        process.setStandardOutputFile(QProcess::nullDevice());
+    process.setStandardErrorFile(QProcess::nullDevice());
+    process.start(program, arguments);
+    const bool done =
+        process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+    if (output)
+        *output = process.readAllStandardOutput();
+    return done;
+}
+
+// A loop device attached read-only to image with losetup's options, for a
+// test that runs as root; empty when this machine does not let it.
+inline QString attach_loop_device(const QString &image, const QStringList &options = {})
+{
+    QByteArray device;
+    if (!run_quietly(QStringLiteral("losetup"), QStringList{"-r", "-f", "--show"} + options + QStringList{image},
+                     &device))
+        return QString();
+    device = device.trimmed();
+    return device.startsWith("/dev/loop") ? QString::fromUtf8(device) : QString();
+}
+
 #endif // VOLUME_IMAGES_H

@@ -36,8 +36,10 @@ bool quiet(int socket)
 
 } // namespace
 
-ImageReaderProcess::ImageReaderProcess(QString executable, std::vector<UniqueFd> image_files, ImageReaderLimits limits)
-    : executable_(std::move(executable)), image_files_(std::move(image_files)), limits_(limits)
+ImageReaderProcess::ImageReaderProcess(QString executable, std::vector<UniqueFd> image_files, ImageReaderLimits limits,
+                                       ImageScope scope)
+    : executable_(std::move(executable)), image_files_(std::move(image_files)), limits_(limits),
+      scope_(std::move(scope))
 {
 }
 
@@ -73,7 +75,12 @@ bool ImageReaderProcess::start()
     // Everything the child needs is made before fork.
     const QByteArray program = QFile::encodeName(executable_);
     const QByteArray count = QByteArray::number(qulonglong(files.size()));
-    char *const argv[] = {const_cast<char *>(program.constData()), const_cast<char *>(count.constData()), nullptr};
+    // The whole image goes by its count alone; a part of it by its scope too.
+    const QList<QByteArray> scope = scope_ == ImageScope() ? QList<QByteArray>() : image_scope::arguments(scope_);
+    std::vector<char *> argv = {const_cast<char *>(program.constData()), const_cast<char *>(count.constData())};
+    for (const QByteArray &argument : scope)
+        argv.push_back(const_cast<char *>(argument.constData()));
+    argv.push_back(nullptr);
     // Nothing of the worker's environment reaches a process that reads hostile images.
     char *const environment[] = {nullptr};
     // The channel becomes the reader's channel descriptor, the image files
@@ -86,7 +93,7 @@ bool ImageReaderProcess::start()
     if (pid < 0)
         return false;
     if (pid == 0)
-        become_isolated_child({program.constData(), argv, environment, places.data(), int(places.size()),
+        become_isolated_child({program.constData(), argv.data(), environment, places.data(), int(places.size()),
                                null_device.get(), worker, limits_.address_space_bytes, limits_.cpu_seconds});
     ::setpgid(pid, pid);
     pid_ = pid;

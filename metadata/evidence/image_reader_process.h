@@ -2,6 +2,7 @@
 #define IMAGE_READER_PROCESS_H
 
 #include "image_protocol.h"
+#include "image_scope.h"
 #include "unique_fd.h"
 
 #include <QString>
@@ -33,7 +34,9 @@ struct ImageReaderLimits
 class ImageReaderProcess
 {
 public:
-    ImageReaderProcess(QString executable, std::vector<UniqueFd> image_files, ImageReaderLimits limits = {});
+    // A reader of the part scope of the image whose files are image_files.
+    ImageReaderProcess(QString executable, std::vector<UniqueFd> image_files, ImageReaderLimits limits = {},
+                       ImageScope scope = {});
     ~ImageReaderProcess();
     ImageReaderProcess(const ImageReaderProcess &) = delete;
     ImageReaderProcess &operator=(const ImageReaderProcess &) = delete;
@@ -57,6 +60,7 @@ private:
     const QString executable_;
     const std::vector<UniqueFd> image_files_;
     const ImageReaderLimits limits_;
+    const ImageScope scope_;
     std::mutex asking_;
     pid_t pid_ = -1;
     UniqueFd channel_;

@@ -244,6 +244,26 @@ std::vector<UniqueFd> open_image_files(const QString &path)
     return files;
 }
 
+std::vector<UniqueFd> open_block_device(const QString &path, quint64 device_number)
+{
+    std::vector<UniqueFd> files;
+    // The mount names the device as it was named then, maybe by a link
+    // (/dev/mapper/…); the device number says which it must be.
+    const QByteArray resolved = QFile::encodeName(QFileInfo(path).canonicalFilePath());
+    if (resolved.isEmpty() || !resolved.startsWith("/dev/"))
+        return files;
+    const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC;
+    UniqueFd device(::open(resolved.constData(), flags | O_NOATIME));
+    // The device node's access time is the machine's, not the evidence's.
+    if (!device && errno == EPERM)
+        device.reset(::open(resolved.constData(), flags));
+    struct stat status = {};
+    if (device && ::fstat(device.get(), &status) == 0 && S_ISBLK(status.st_mode)
+        && quint64(status.st_rdev) == device_number)
+        files.push_back(std::move(device));
+    return files;
+}
+
 ImageVolume::ImageVolume(const QString &image_path, ImageReaderLimits limits, const QString &reader_executable)
     : EvidenceVolume(image_path)
 {
@@ -252,12 +272,15 @@ ImageVolume::ImageVolume(const QString &image_path, ImageReaderLimits limits, co
     reader_ = std::make_shared<ImageReaderProcess>(reader_executable, std::move(files), limits);
 }
 
-ImageVolume::ImageVolume(const QString &image_path, const QString &volume_root)
+ImageVolume::ImageVolume(std::vector<UniqueFd> files, const ImageScope &scope, const QString &volume_root,
+                         const QString &reader_executable)
     : EvidenceVolume(volume_root)
 {
-    std::vector<UniqueFd> files = open_image_files(image_path);
+    // A volume placed in the file's raw bytes is one file, never an E01's segments.
+    if (scope.places_volume() && files.size() > 1)
+        files.resize(1);
     open_ = !files.empty();
-    reader_ = std::make_shared<ImageReaderProcess>(default_reader_executable(), std::move(files), ImageReaderLimits());
+    reader_ = std::make_shared<ImageReaderProcess>(reader_executable, std::move(files), ImageReaderLimits(), scope);
 }
 
 QString ImageVolume::default_reader_executable()

@@ -21,8 +21,10 @@ public:
     explicit ImageVolume(const QString &image_path, ImageReaderLimits limits = {},
                          const QString &reader_executable = default_reader_executable());
     // The same for a volume the host names by another root: the folder a
-    // mount of the image shows it at.
-    ImageVolume(const QString &image_path, const QString &volume_root);
+    // mount of the image shows, which is the part scope of the image whose
+    // files (opened by open_image_files or open_block_device) are image_files.
+    ImageVolume(std::vector<UniqueFd> image_files, const ImageScope &scope, const QString &volume_root,
+                const QString &reader_executable = default_reader_executable());
 
     bool is_open() const override { return open_; }
     std::optional<FileFacts> look_at(QByteArrayView relative, Links links = Links::InsideRoot) const override;
@@ -45,5 +47,11 @@ private:
 // of an E01 image, the segments that follow it beside it (name.E02 …);
 // empty when the image can't be opened so.
 std::vector<UniqueFd> open_image_files(const QString &path);
+
+// The block device at path opened for reading, without blocking and never
+// for writing, when it is the device numbered device_number (as a mount
+// reports it); no descriptor for anything else (a character device, a
+// pipe, a socket, a file, another device).
+std::vector<UniqueFd> open_block_device(const QString &path, quint64 device_number);
 
 #endif // IMAGE_VOLUME_H
