@@ -10,6 +10,9 @@
 // volume often composed, so both sides are compared in the composed form,
 // as UTF-8. Safe on any thread.
 
+// Whether name holds ASCII only, and so is its own composed form.
+bool spotlight_is_ascii(QByteArrayView name);
+
 // A path component as the look-ups compare it.
 QByteArray spotlight_composed_name(const QString &name);
 // An item's stored name (UTF-8) as the look-ups compare it: most names are

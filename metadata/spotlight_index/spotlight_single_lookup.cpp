@@ -54,17 +54,34 @@ SpotlightSingleLookup::SpotlightSingleLookup(const std::vector<std::unique_ptr<S
     // First pass: the copies named like a component, wherever they lie,
     // and the identifiers each page spans.
     SpotlightScanOptions naming;
-    naming.digest = [&components](const SpotlightScannedItem &item) {
+    // Nearly every name read is an ASCII one of another length than any
+    // component, or one that is its own composed form: those are told
+    // without spelling them again.
+    std::vector<bool> component_size(256, false);
+    for (const QByteArray &component : components)
+        component_size[size_t(qMin<qsizetype>(component.size(), 255))] = true;
+    const auto matching = [&components](QByteArrayView name) {
         quint64 matches = 0;
-        if (item.file_name.isEmpty())
-            return matches;
-        QByteArray spelt;
-        const QByteArrayView name = spotlight_composed_name(item.file_name, spelt);
         for (qsizetype k = 0; k < components.size(); ++k) {
             if (components[k].size() == name.size() && name == components[k])
                 matches |= quint64(1) << k;
         }
         return matches;
+    };
+    naming.digest = [&component_size, &matching](const SpotlightScannedItem &item) -> quint64 {
+        const QByteArrayView name = item.file_name;
+        if (name.isEmpty())
+            return 0;
+        if (component_size[size_t(qMin<qsizetype>(name.size(), 255))]) {
+            // A name equal to a component is composed as the component is.
+            if (const quint64 matches = matching(name))
+                return matches;
+        }
+        if (spotlight_is_ascii(name))
+            return 0;
+        QByteArray spelt;
+        const QByteArrayView composed = spotlight_composed_name(name, spelt);
+        return composed.data() == name.data() ? 0 : matching(composed);
     };
     naming.digested_only = true;
     std::vector<NamedCopy> named;
