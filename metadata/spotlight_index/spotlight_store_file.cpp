@@ -385,9 +385,11 @@ SpotlightScanSummary SpotlightStoreFile::scan_pages(
                          max_scan_decompressed);
     qint64 read_budget = max_scan_read;
     // Pages are read from the store in order and decoded on the pool's
-    // threads while the calling thread takes the batch before: on two
-    // processors a 10-million-item index opens in about half the time it
-    // takes on one. A batch holds at most max_batch_contents of decompressed
+    // threads while the calling thread takes the batch before: decoding is
+    // four fifths of a single look-up's processor time and two thirds of a
+    // whole read's. On two cores busy with other work they gained nothing
+    // measurable (docs/benchmarks.md); on free cores that work spreads over
+    // them. A batch holds at most max_batch_contents of decompressed
     // pages, as far as their headers tell, so that pages claiming the
     // largest size cannot multiply memory by the number of processors.
     const size_t batch_size = size_t(qBound(2, 16 * QThread::idealThreadCount(), 64));
