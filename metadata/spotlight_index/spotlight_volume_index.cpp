@@ -187,9 +187,12 @@ void SpotlightVolumeIndex::load()
             const std::vector<SpotlightScannedItem> &copies = page.items;
             const size_t needed = items_.size() + copies.size();
             if (table_size_for(needed) > by_id.size()) {
-                // Grown for as many items as the rest of the store promises.
+                // Grown for as many items as the rest of the store promises,
+                // but never for more than four times those read: a damaged
+                // page of countless tiny records promises anything.
                 const double per_page = double(needed - before) / (page.number + 1);
-                grow(qMax(needed, size_t(double(needed) + per_page * (pages - page.number - 1))));
+                const double promised = double(needed) + per_page * (pages - page.number - 1);
+                grow(size_t(qBound(double(needed), promised, 4.0 * double(needed))));
             }
             take_copies(copies, quint32(s), by_id, updated);
             return true;
