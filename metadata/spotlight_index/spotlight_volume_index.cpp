@@ -18,6 +18,7 @@ constexpr int max_store_folders = 64;
 // An index holding more items than this is damaged: no volume comes near.
 constexpr size_t max_items = std::numeric_limits<quint32>::max() - 1;
 constexpr size_t smallest_table = 1024;
+constexpr size_t max_stores = 1 << 16;
 // Placing an item costs a miss of the processor's caches in a large table:
 // asking for the slots of the items a little ahead lets those overlap.
 constexpr size_t prefetch_distance = 16;
@@ -91,7 +92,8 @@ std::unique_ptr<SpotlightVolumeIndex> SpotlightVolumeIndex::from_stores(
 {
     std::unique_ptr<SpotlightVolumeIndex> index(new SpotlightVolumeIndex);
     for (auto &store : stores) {
-        if (store)
+        // An item's place names its store in 16 bits; a volume has 128 at most.
+        if (store && index->stores_.size() < max_stores)
             index->stores_.push_back(std::move(store));
     }
     index->holds_items_ = index->any_store_holds_items();
