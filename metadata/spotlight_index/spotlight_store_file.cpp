@@ -397,7 +397,8 @@ SpotlightScanSummary SpotlightStoreFile::scan_pages(
     QFuture<void> decoding[2];
     size_t next = 0;
     const SpotlightTables &tables = tables_;
-    const auto start_batch = [&](std::vector<ScannedPage> &batch) {
+    // Reads the next pages of the store into batch.
+    const auto fetch_batch = [&](std::vector<ScannedPage> &batch) {
         qint64 batch_contents = 0;
         size_t used = 0;
         while (next < metadata_pages_.size() && used < batch_size && batch_contents < max_batch_contents) {
@@ -433,16 +434,23 @@ SpotlightScanSummary SpotlightStoreFile::scan_pages(
             batch_contents += page.limit;
         }
         batch.resize(used);
+    };
+    const auto decode_batch = [&tables, &options](std::vector<ScannedPage> &batch) {
         return QtConcurrent::map(batch, [&tables, &options](ScannedPage &page) { read_records(page, tables, options); });
     };
 
+    // While the pool decodes one batch, this thread takes the batch before
+    // and then reads the one after from the store: the pool waits only
+    // for the hand-over.
     int current = 0;
-    decoding[current] = start_batch(batches[current]);
+    fetch_batch(batches[current]);
+    decoding[current] = decode_batch(batches[current]);
+    fetch_batch(batches[1 - current]);
     bool going = true;
     while (going && !batches[current].empty()) {
         decoding[current].waitForFinished();
         const int following = 1 - current;
-        decoding[following] = start_batch(batches[following]);
+        decoding[following] = decode_batch(batches[following]);
         for (ScannedPage &page : batches[current]) {
             ++summary.pages;
             const PageState state = budget <= 0 ? PageState::Damaged : page.state;
@@ -463,9 +471,12 @@ SpotlightScanSummary SpotlightStoreFile::scan_pages(
                 break;
             }
         }
+        if (going)
+            fetch_batch(batches[current]);
         current = following;
     }
-    decoding[current].waitForFinished();
+    for (QFuture<void> &batch : decoding)
+        batch.waitForFinished();
     return summary;
 }
 
