@@ -100,9 +100,18 @@ public:
             return read_u64(value);
         if (remaining() < following)
             return false;
-        value = first & (0x7f >> following);
-        for (int i = 0; i < following; ++i)
-            value = (value << 8) | quint8(data_[position_++]);
+        // Every record's header holds several of these: where eight bytes
+        // can be read, the following bytes are taken as one word.
+        const char *bytes = data_ + position_;
+        quint64 gathered = first & (0x7f >> following);
+        if (remaining() >= 8) {
+            gathered = (gathered << (8 * following)) | (qFromBigEndian<quint64>(bytes) >> (8 * (8 - following)));
+        } else {
+            for (int i = 0; i < following; ++i)
+                gathered = (gathered << 8) | quint8(bytes[i]);
+        }
+        position_ += following;
+        value = gathered;
         return true;
     }
 

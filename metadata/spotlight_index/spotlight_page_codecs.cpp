@@ -14,7 +14,7 @@
 bool spotlight_decompress_lz4(const QByteArray &input, qint64 limit, QByteArray &output)
 {
     SpotlightByteReader reader(input);
-    output.clear();
+    output.resize(0); // keeps what output holds room for
     while (true) {
         const char *magic = nullptr;
         if (!reader.read_bytes(4, magic))

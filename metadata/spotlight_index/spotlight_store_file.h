@@ -36,6 +36,31 @@ struct SpotlightScannedItem
     // the page being scanned and is valid only during the visit.
     QByteArrayView file_name;
     SpotlightRecordLocation location;
+    int page = 0;       // its page's place in the store's list of metadata pages
+    quint64 digest = 0; // what the scan's digest made of it
+};
+
+// What one pass over a store's metadata pages reads and works out.
+struct SpotlightScanOptions
+{
+    // The pages to read, by their place in the store's list; all when empty.
+    std::function<bool(int page)> wanted;
+    // Worked out for each item on the thread that decoded its page, so it
+    // must be safe on any thread; the item's digest holds the answer.
+    std::function<quint64(const SpotlightScannedItem &)> digest;
+    // Hands over only the items whose digest is not 0.
+    bool digested_only = false;
+};
+
+// One metadata page as a scan hands it over.
+struct SpotlightScannedPage
+{
+    int number = 0; // its place in the store's list of metadata pages
+    // The lowest and highest identifier of every item read from the page
+    // (handed over or not); lowest > highest when it has none.
+    quint64 lowest_id = 1;
+    quint64 highest_id = 0;
+    std::vector<SpotlightScannedItem> items;
 };
 
 struct SpotlightScanSummary
@@ -67,11 +92,21 @@ public:
     static std::unique_ptr<SpotlightStoreFile> open_file(const QString &path);
 
     SpotlightScanSummary scan(const std::function<void(const SpotlightScannedItem &)> &visit);
+    // Reads the wanted pages in order, decoding them on worker threads, and
+    // hands the items of each page read to visit on the calling thread, in
+    // order, until visit returns false.
+    SpotlightScanSummary scan_pages(const SpotlightScanOptions &options,
+                                    const std::function<bool(const SpotlightScannedPage &)> &visit);
+    // The metadata pages the store lists.
+    int page_count() const { return int(metadata_pages_.size()); }
 
     // The record at location, its values decoded when asked for; nothing
     // when its page can no longer be read. The record needs this store's
     // tables, so the store must outlive it.
     std::optional<SpotlightItemRecord> record(const SpotlightRecordLocation &location);
+    // The same for the record starting at record_offset of a metadata page
+    // (its place in the store's list), its size as the page gives it.
+    std::optional<SpotlightItemRecord> record_at(int page, quint32 record_offset);
 
     const SpotlightTables &tables() const { return tables_; }
 
@@ -98,7 +133,7 @@ private:
     // Decompresses at most limit bytes; safe on any thread.
     static PageState decode_page(const FetchedPage &page, qint64 limit, QByteArray &contents);
     // Decodes a fetched page and reads its records; safe on any thread.
-    static void read_records(ScannedPage &page, const SpotlightTables &tables);
+    static void read_records(ScannedPage &page, const SpotlightTables &tables, const SpotlightScanOptions &options);
     // Decompresses at most limit bytes; end receives where the page ends.
     PageState read_page(qint64 offset, QByteArray &contents, qint64 limit, qint64 *end = nullptr);
     const QByteArray *cached_page(qint64 offset);

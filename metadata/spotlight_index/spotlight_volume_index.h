@@ -1,6 +1,8 @@
 #ifndef SPOTLIGHT_VOLUME_INDEX_H
 #define SPOTLIGHT_VOLUME_INDEX_H
 
+#include "spotlight_chunked_array.h"
+#include "spotlight_slot_table.h"
 #include "spotlight_store_file.h"
 
 #include <QByteArrayView>
@@ -17,7 +19,8 @@
 // and .store.db, which may differ). An item found in any of them counts;
 // where several hold it, the copy the index updated last wins. Items are
 // placed on the volume by their name and their folder's identifier, so a
-// file's path finds its item without any file-system identifier.
+// file's path finds its item without any file-system identifier. A run
+// that asks for one file finds it without placing the other items.
 class SpotlightVolumeIndex
 {
 public:
@@ -35,12 +38,14 @@ public:
     // the index keeps them, handing each to visit (nothing for an item whose
     // record can't be read) until visit returns false or the items end;
     // gives the position to resume from. For sampling the index without a
-    // path: the order may change once paths have been looked up.
+    // path: the order may change once paths have been looked up. Until
+    // then, the stores are read from their start: each call costs as many
+    // pages as its position lies from there.
     qsizetype visit_items(qsizetype from,
                           const std::function<bool(const std::optional<SpotlightItemRecord> &)> &visit);
 
     // Whether no store held any item.
-    bool is_empty() const { return items_.empty(); }
+    bool is_empty() const { return !holds_items_; }
     // The items of the volume: one for every identifier any store holds.
     qsizetype item_count();
 
@@ -48,53 +53,41 @@ public:
     static constexpr quint64 root_id = 2;
 
 private:
-    // A million items are common: an item is a few numbers, its name lies
-    // in one shared array, and both look-ups are open-addressed tables of
-    // item positions, so no item costs an allocation of its own.
+    // Ten million items are no rarity: an item is three numbers (its
+    // identifier, the key of its name in its folder, where its record
+    // lies), kept in chunks so that growing never copies them; items are
+    // found by name through an open-addressed table of their positions.
     struct Item
     {
         quint64 id = 0;
-        quint64 parent = 0;
-        quint64 updated = 0;
-        qint64 name_start = 0; // in names_; Unicode composed form, UTF-8
-        quint32 name_size = 0;
-        quint32 store = 0;
-        SpotlightRecordLocation location;
+        quint64 name_key = 0; // spotlight_name_key() of its folder and name; 0: none
+        quint64 place = 0;    // SpotlightItemPlace::packed()
     };
 
-    SpotlightVolumeIndex() = default;
-    void add_store(std::unique_ptr<SpotlightStoreFile> store);
-    QByteArrayView name_of(const Item &item) const { return QByteArrayView(names_.data() + item.name_start, item.name_size); }
-    // Which copy of an item counts, and which item a name in a folder is.
-    static bool is_newer_copy(const Item &copy, const Item &than) { return copy.updated > than.updated; }
-    static bool owns_name_over(const Item &item, const Item &other)
-    {
-        return item.updated > other.updated || (item.updated == other.updated && item.id > other.id);
-    }
-
-    // One look-up (a left-click run's) walks the items once per path
-    // component; a second builds the tables that make every later one cheap.
-    std::optional<size_t> find_by_walking(const QStringList &parts) const;
+    SpotlightVolumeIndex();
+    // Whether any store holds an item: read until the first page that does.
+    bool any_store_holds_items() const;
+    // Reads every store whole: keeps the copy of every item that counts,
+    // then places them by name.
+    void load();
+    // Adds the copies of one page, keeping the one of each item that counts.
+    void take_copies(const std::vector<SpotlightScannedItem> &copies, quint32 store,
+                     SpotlightSlotTable &by_id, SpotlightChunkedArray<quint64> &updated);
+    void place_by_name(const SpotlightChunkedArray<quint64> &updated);
     std::optional<size_t> find_in_tables(const QStringList &parts) const;
-    // The position of the copy of id that counts; nothing when none.
-    std::optional<size_t> counting_copy(quint64 id) const;
-    // Keeps the counting copy of every item only, then places them.
-    void build_tables();
-    // The slot of id in by_id_, or of the empty slot where it would go.
-    size_t id_slot(quint64 id) const;
-    // The slot of (parent, name) in children_, or of the empty slot where it would go.
-    size_t child_slot(quint64 parent, QByteArrayView name) const;
+    std::optional<SpotlightItemRecord> record_at(quint64 place);
 
     std::vector<std::unique_ptr<SpotlightStoreFile>> stores_;
-    // Every copy of every item in the order the stores hold them, until
-    // the tables are built; then the copy of each identifier that counts.
-    std::vector<Item> items_;
-    std::vector<char> names_;
-    bool tables_built_ = false;
+    quint64 seed_ = 0;
+    bool holds_items_ = false;
+    bool loaded_ = false;
     int lookups_ = 0;
-    // Positions in items_ plus one; 0 marks an empty slot. Sizes are powers of two.
-    std::vector<quint32> by_id_;
-    std::vector<quint32> children_; // (folder identifier, name) -> item
+    // The copy of each identifier that counts, in the order first read.
+    SpotlightChunkedArray<Item> items_;
+    std::optional<size_t> root_;
+    // (folder identifier, name) -> item: slots hold the top half of the
+    // name's key and the item's position plus one; 0 marks an empty slot.
+    SpotlightSlotTable children_;
 };
 
 #endif // SPOTLIGHT_VOLUME_INDEX_H
