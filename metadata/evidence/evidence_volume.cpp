@@ -6,16 +6,17 @@ std::optional<QByteArray> EvidenceVolume::relative_path(const QString &full_path
 {
     if (!full_path.startsWith(volume_root_))
         return std::nullopt;
-    const QString rest = full_path.mid(volume_root_.size());
+    QStringView rest = QStringView(full_path).sliced(volume_root_.size());
     // "/Volumes/Data" + "2/x" names a sibling of the volume, not a file on it.
     if (!rest.isEmpty() && !rest.startsWith(QLatin1Char('/')) && !volume_root_.isEmpty()
         && !volume_root_.endsWith(QLatin1Char('/')))
         return std::nullopt;
-    QByteArray relative = QFile::encodeName(rest);
+    while (rest.startsWith(QLatin1Char('/')))
+        rest = rest.sliced(1);
+    // Spelt as the file system names it, as QFile::encodeName spells it.
+    QByteArray relative = rest.toLocal8Bit();
     if (relative.contains('\0'))
         return std::nullopt;
-    while (relative.startsWith('/'))
-        relative.remove(0, 1);
     return relative;
 }
 

@@ -3,6 +3,7 @@
 #include "path_walk.h"
 
 #include <QFile>
+#include <QVarLengthArray>
 
 #include <fcntl.h>
 #include <linux/openat2.h>
@@ -216,7 +217,9 @@ public:
     {
         if (!opened_ || name.isEmpty() || name.contains('\0'))
             return std::nullopt;
-        const QByteArray terminated = name.toByteArray();
+        // The name ended by a zero on the stack, as the kernel wants it.
+        QVarLengthArray<char, 256> terminated(name.data(), name.data() + name.size());
+        terminated.append('\0');
         return read_grown([this, &terminated](char *buffer, std::size_t size) {
             return calls_.fgetxattr(opened_.get(), terminated.constData(), buffer, size);
         });
@@ -307,7 +310,13 @@ UniqueFd HostFolderVolume::look_up(QByteArrayView relative, Links links, bool *a
     // never depends on which way this machine resolves.
     if (resolution_ == Resolution::ComponentWalk || relative.size() >= PATH_MAX)
         return walk_beneath(relative, links);
-    const QByteArray path = relative.isEmpty() ? QByteArray(".") : relative.toByteArray();
+    // The path ended by a zero on the stack, as the kernel wants it.
+    QVarLengthArray<char, 512> path;
+    if (relative.isEmpty())
+        path.append('.');
+    else
+        path.append(relative.data(), relative.size());
+    path.append('\0');
     open_how how = {};
     how.flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
     how.resolve = RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS | (links == Links::Refused ? RESOLVE_NO_SYMLINKS : 0);

@@ -8,6 +8,7 @@
 #include "type_identity/type_identity.h"
 #include "spotlight_keys.h"
 
+#include <QVarLengthArray>
 #include <QtEndian>
 
 #include <cstdint>
@@ -96,10 +97,13 @@ std::optional<QByteArray> FileMetadataItem::read_macos_attribute(QByteArrayView 
     // names settles that without spelling out each prefix.
     if (!attributes.any_name_ends_with(name))
         return std::nullopt;
+    // Each prefixed spelling on the stack: a few are tried for every file.
+    QVarLengthArray<char, 128> full_name;
     for (const char *prefix : macos_attribute_prefixes) {
-        QByteArray full_name(prefix);
-        full_name += name;
-        if (std::optional<QByteArray> content = attributes.read(full_name))
+        full_name.clear();
+        full_name.append(prefix, qsizetype(std::strlen(prefix)));
+        full_name.append(name.data(), name.size());
+        if (std::optional<QByteArray> content = attributes.read(QByteArrayView(full_name.data(), full_name.size())))
             return content;
     }
     return std::nullopt;
