@@ -62,11 +62,32 @@ std::unique_ptr<FileContentSource> ContentImportSource::installed()
 std::unique_ptr<FileContent> ContentImportSource::content_of(const QString &path, int file)
 {
     // A Mac chooses the importer by the name's type alone, as it types files.
-    const QString content_type = content_type_identifier(path.mid(path.lastIndexOf(QLatin1Char('/')) + 1));
-    const QSet<QString> &keys = importable_keys(content_type);
-    if (keys.isEmpty())
+    const ExtensionType &typed = extension_type(QStringView(path).sliced(path.lastIndexOf(QLatin1Char('/')) + 1));
+    if (typed.keys->isEmpty())
         return nullptr;
-    return std::make_unique<ImportedContent>(*this, file, content_type, keys);
+    return std::make_unique<ImportedContent>(*this, file, typed.content_type, *typed.keys);
+}
+
+const ContentImportSource::ExtensionType &ContentImportSource::extension_type(QStringView name)
+{
+    // A plain file's type follows from its extension alone.
+    constexpr std::size_t max_kept = 64;
+    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+    const QStringView extension = dot <= 0 ? QStringView() : name.sliced(dot + 1);
+    for (const ExtensionType &known : extension_types_) {
+        if (known.extension == extension)
+            return known;
+    }
+    ExtensionType typed;
+    typed.extension = extension.toString();
+    typed.content_type = content_type_identifier(name.toString());
+    typed.keys = &importable_keys(typed.content_type);
+    if (extension_types_.size() >= max_kept) {
+        uncached_ = typed;
+        return uncached_;
+    }
+    extension_types_.push_back(typed);
+    return extension_types_.back();
 }
 
 ImportedValues ContentImportSource::import(int file, const QString &content_type)

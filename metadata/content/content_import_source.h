@@ -4,6 +4,11 @@
 #include "file_content.h"
 #include "importer_process.h"
 
+#include <QSet>
+#include <QStringView>
+
+#include <vector>
+
 // The content of the volume's files as the isolated importer process reads
 // it. A file is asked about only for a key its content type can give, at
 // most once, and handed over as the worker opened it beneath the volume
@@ -27,7 +32,19 @@ public:
     const ImporterProcess &importer() const { return importer_; }
 
 private:
+    // The content type and importable keys of a name's extension, as spelt.
+    struct ExtensionType
+    {
+        QString extension;
+        QString content_type;
+        const QSet<QString> *keys = nullptr;
+    };
+    const ExtensionType &extension_type(QStringView name);
+
     ImporterProcess importer_;
+    // The extensions met so far: a volume has a few dozen, met again and again.
+    std::vector<ExtensionType> extension_types_;
+    ExtensionType uncached_;
 };
 
 #endif // CONTENT_IMPORT_SOURCE_H
