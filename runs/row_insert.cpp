@@ -76,9 +76,9 @@ void RowInsert::insert(QSqlDatabase connection, const QStringList &columns,
         bind_text(statement, i + 1, i < values.size() ? values.at(i) : QString(), value_buffers[size_t(i)]);
     bind_text(statement, count + 1, record, value_buffers[size_t(count)]);
     sqlite3_step(statement);
-    // Reset at once: the row is committed, and the statement holds nothing open.
+    // Reset at once: the row is committed, and the statement holds nothing
+    // open. Every parameter is bound again for the next row.
     sqlite3_reset(statement);
-    sqlite3_clear_bindings(statement);
 }
 
 void RowInsert::release()
