@@ -34,10 +34,15 @@ bool ExtendedAttributes::contains(QByteArrayView name) const
 
 bool ExtendedAttributes::any_name_ends_with(QByteArrayView text) const
 {
-    // Asked for every key of every file: most names are settled by their length.
+    // Asked for every key of every file: most names are settled by their
+    // length or their last byte.
+    if (text.isEmpty())
+        return !name_spans.isEmpty();
+    const char last = text.back();
     for (const auto &[start, size] : name_spans) {
-        if (size >= text.size()
-            && std::memcmp(names.constData() + start + size - text.size(), text.data(), size_t(text.size())) == 0)
+        const char *end = names.constData() + start + size;
+        if (size >= text.size() && end[-1] == last
+            && std::memcmp(end - text.size(), text.data(), size_t(text.size())) == 0)
             return true;
     }
     return false;
