@@ -50,6 +50,27 @@ TypeIdentity::TypeIdentity(const EvidenceVolume &volume)
 {
 }
 
+const ContentType *TypeIdentity::type_of(const TypedObject &object) const
+{
+    // Names sharing an extension share a type, unless the Finder calls one
+    // an alias or it has no extension at all.
+    constexpr std::size_t max_kept = 256;
+    const qsizetype dot = object.name.lastIndexOf(QLatin1Char('.'));
+    const bool by_extension = !object.finder_alias && dot > 0 && dot < object.name.size() - 1
+        && (object.form == TypedObject::Form::RegularFile || object.form == TypedObject::Form::Folder);
+    if (!by_extension)
+        return content_type_of(object);
+    const QStringView extension = QStringView(object.name).sliced(dot + 1);
+    for (const KnownExtension &known : known_extensions_) {
+        if (known.form == object.form && known.extension == extension)
+            return known.type;
+    }
+    const ContentType *type = content_type_of(object);
+    if (known_extensions_.size() < max_kept)
+        known_extensions_.push_back({extension.toString(), object.form, type});
+    return type;
+}
+
 QString TypeIdentity::kind_of(const ContentType &type) const
 {
     if (kind_names_) {
@@ -88,7 +109,7 @@ const ContentType *TypeIdentityItem::content_type() const
                                   : TypedObject::Form::Other;
     object.executable = mode & (S_IXUSR | S_IXGRP | S_IXOTH);
     object.finder_alias = finder_state() == FinderState::Present && finder_info_.is_alias();
-    type_ = content_type_of(object);
+    type_ = identity_.type_of(object);
     return type_;
 }
 

@@ -15,6 +15,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 class KindNames;
 
@@ -37,9 +38,21 @@ public:
     // has one, else the table's.
     QString kind_of(const ContentType &type) const;
 
+    // The type of a file or folder that is no alias, by what its name says;
+    // the answer for each extension a run meets is kept.
+    const ContentType *type_of(const TypedObject &object) const;
+
 private:
+    struct KnownExtension
+    {
+        QString extension; // as the name spells it
+        TypedObject::Form form;
+        const ContentType *type;
+    };
+
     const EvidenceVolume &volume_;
     std::shared_ptr<KindNames> kind_names_;
+    mutable std::vector<KnownExtension> known_extensions_;
 };
 
 // The type and Finder facts of one file, each worked out once, when first
