@@ -26,8 +26,9 @@ bool composes_to_itself(QByteArrayView name)
     return true;
 }
 
-// A bijection of 64-bit numbers that spreads every input bit over the output.
-quint64 mixed(quint64 value)
+} // namespace
+
+quint64 spotlight_mixed(quint64 value)
 {
     value ^= value >> 33;
     value *= 0xff51afd7ed558ccdull;
@@ -36,8 +37,6 @@ quint64 mixed(quint64 value)
     value ^= value >> 33;
     return value;
 }
-
-} // namespace
 
 bool spotlight_is_ascii(QByteArrayView name)
 {
@@ -80,6 +79,6 @@ quint64 spotlight_name_key(quint64 seed, quint64 folder, QByteArrayView composed
         return 0;
     // For one name, folder to key is a bijection: names only meet by their hash.
     const quint64 name_hash = quint64(qHashBits(composed_name.data(), size_t(composed_name.size()), size_t(seed)));
-    const quint64 key = mixed(name_hash + folder * 0x9e3779b97f4a7c15ull);
+    const quint64 key = spotlight_mixed(name_hash + folder * 0x9e3779b97f4a7c15ull);
     return key ? key : 1;
 }

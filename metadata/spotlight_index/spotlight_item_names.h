@@ -20,6 +20,10 @@ QByteArray spotlight_composed_name(const QString &name);
 // left alone; others are spelt composed into spelt.
 QByteArrayView spotlight_composed_name(QByteArrayView name, QByteArray &spelt);
 
+// A bijection of 64-bit numbers that spreads every input bit over the
+// output, for placing numbers in tables.
+quint64 spotlight_mixed(quint64 value);
+
 // What a folder's table of names holds for the name (composed) of an item
 // in folder: 0 for no name. One seed for a whole index, drawn at random so
 // that no store can be crafted to make two names meet. The same name in

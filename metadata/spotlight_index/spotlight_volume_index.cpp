@@ -23,16 +23,6 @@ constexpr size_t max_stores = 1 << 16;
 // asking for the slots of the items a little ahead lets those overlap.
 constexpr size_t prefetch_distance = 16;
 
-quint64 mixed(quint64 value)
-{
-    value ^= value >> 33;
-    value *= 0xff51afd7ed558ccdull;
-    value ^= value >> 33;
-    value *= 0xc4ceb9fe1a85ec53ull;
-    value ^= value >> 33;
-    return value;
-}
-
 // Tables stay at most seven tenths full: probes stay short, and ten
 // million items fit 2^24 slots.
 size_t table_size_for(size_t count)
@@ -128,9 +118,9 @@ void SpotlightVolumeIndex::take_copies(const std::vector<SpotlightScannedItem> &
     const size_t mask = by_id.size() - 1;
     for (size_t i = 0; i < copies.size(); ++i) {
         if (i + prefetch_distance < copies.size())
-            prefetch(&by_id[mixed(copies[i + prefetch_distance].header.id) & mask]);
+            prefetch(&by_id[spotlight_mixed(copies[i + prefetch_distance].header.id) & mask]);
         const SpotlightScannedItem &copy = copies[i];
-        const quint64 hash = mixed(copy.header.id);
+        const quint64 hash = spotlight_mixed(copy.header.id);
         const quint64 place = SpotlightItemPlace{store, copy.page, copy.location.record_offset}.packed();
         for (size_t slot = hash & mask;; slot = (slot + 1) & mask) {
             const quint64 held = by_id[slot];
@@ -168,7 +158,7 @@ void SpotlightVolumeIndex::load()
         SpotlightSlotTable grown(table_size_for(count));
         const size_t mask = grown.size() - 1;
         for (size_t position = 0; position < items_.size(); ++position) {
-            const quint64 hash = mixed(items_[position].id);
+            const quint64 hash = spotlight_mixed(items_[position].id);
             size_t slot = hash & mask;
             while (grown[slot])
                 slot = (slot + 1) & mask;
@@ -200,7 +190,7 @@ void SpotlightVolumeIndex::load()
             return true;
         });
     }
-    const quint64 root_hash = mixed(root_id);
+    const quint64 root_hash = spotlight_mixed(root_id);
     for (size_t slot = root_hash & (by_id.size() - 1); by_id[slot]; slot = (slot + 1) & (by_id.size() - 1)) {
         if (placed_by(by_id[slot], root_hash) && items_[position_in(by_id[slot])].id == root_id) {
             root_ = position_in(by_id[slot]);
