@@ -8,6 +8,9 @@ namespace spotlight_keys {
 
 // What every public attribute name begins with.
 inline constexpr char prefix[] = "kMDItem";
+// What the extended attribute that keeps a key's value on a file begins
+// with; the key's name follows.
+inline constexpr char attribute_prefix[] = "com.apple.metadata:";
 
 inline constexpr char acquisition_make[] = "kMDItemAcquisitionMake";
 inline constexpr char acquisition_model[] = "kMDItemAcquisitionModel";

@@ -10,9 +10,6 @@
 
 namespace {
 
-// The attribute macOS keeps a key's value in is this prefix and the key.
-constexpr char metadata_prefix[] = "com.apple.metadata:";
-
 const QHash<QString, KnownKey> &known_keys()
 {
     using namespace spotlight_keys;
@@ -60,7 +57,7 @@ const QHash<QString, KnownKey> &known_keys()
 } // namespace
 
 MetadataKey::MetadataKey(const QString &name)
-    : name_(name), attribute_name_(QByteArray(metadata_prefix) + name.toUtf8()),
+    : name_(name), attribute_name_(QByteArray(spotlight_keys::attribute_prefix) + name.toUtf8()),
       known_(known_keys().value(name, KnownKey::Other))
 {
 #if !defined(__APPLE__)

@@ -21,8 +21,6 @@ namespace {
 // prefixes, depending on the tool that copied them and the file system.
 constexpr const char *macos_attribute_prefixes[] = {"user.", "osx.", ""};
 
-constexpr QByteArrayView metadata_prefix = "com.apple.metadata:";
-
 // The name a path gives its object: its last component, "/" for the root.
 QString last_component(const QString &path)
 {
@@ -212,7 +210,7 @@ MetadataValue FileMetadataItem::user_tags() const
             text.chop(2);
         return value;
     };
-    QByteArray finder_name = metadata_prefix.toByteArray();
+    QByteArray finder_name(spotlight_keys::attribute_prefix);
     finder_name += spotlight_keys::internal_user_tags;
     if (const std::optional<QByteArray> stored = read_macos_attribute(finder_name)) {
         MetadataValue tags = without_colour(property_lists.value(*stored));
