@@ -218,7 +218,8 @@ public:
         if (!opened_ || name.isEmpty() || name.contains('\0'))
             return std::nullopt;
         // The name ended by a zero on the stack, as the kernel wants it.
-        QVarLengthArray<char, 256> terminated(name.data(), name.data() + name.size());
+        QVarLengthArray<char, 256> terminated;
+        terminated.append(name.data(), name.size());
         terminated.append('\0');
         return read_grown([this, &terminated](char *buffer, std::size_t size) {
             return calls_.fgetxattr(opened_.get(), terminated.constData(), buffer, size);
