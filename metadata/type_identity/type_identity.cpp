@@ -287,9 +287,11 @@ std::optional<MetadataValue> TypeIdentityItem::display_name() const
         }
         return MetadataValue::from_text(name_.left(name_.size() - 4));
     }
-    const QString extension = name_extension(name_);
-    if (!extension.isEmpty() && finder_state() == FinderState::Present && finder_info_.is_extension_hidden())
-        return MetadataValue::from_text(name_.left(name_.size() - extension.size() - 1));
+    // The name without its extension, where it has one ("a.txt", not ".profile" or "a.").
+    const qsizetype dot = name_.lastIndexOf(QLatin1Char('.'));
+    if (dot > 0 && dot < name_.size() - 1 && finder_state() == FinderState::Present
+        && finder_info_.is_extension_hidden())
+        return MetadataValue::from_text(name_.left(dot));
     return std::nullopt;
 }
 
