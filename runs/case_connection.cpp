@@ -53,6 +53,38 @@ sqlite3 *sqlite_handle(const QSqlDatabase &connection)
     return *static_cast<sqlite3 *const *>(handle.constData());
 }
 
+namespace {
+
+// The journal mode of the connection's main database after asking for
+// change (empty: only asking), or empty when it can't be read.
+QByteArray journal_mode(sqlite3 *database, const char *change)
+{
+    const QByteArray statement = QByteArray("PRAGMA journal_mode") + (*change ? QByteArray("=") + change : "");
+    sqlite3_stmt *prepared = nullptr;
+    QByteArray mode;
+    if (sqlite3_prepare_v2(database, statement.constData(), -1, &prepared, nullptr) == SQLITE_OK && prepared
+        && sqlite3_step(prepared) == SQLITE_ROW)
+        mode = QByteArray(reinterpret_cast<const char *>(sqlite3_column_text(prepared, 0)));
+    sqlite3_finalize(prepared);
+    return mode;
+}
+
+} // namespace
+
+bool keep_journal_between_commits(const QSqlDatabase &connection)
+{
+    sqlite3 *database = sqlite_handle(connection);
+    if (!database || journal_mode(database, "") != "delete")
+        return false;
+    return journal_mode(database, "persist") == "persist";
+}
+
+void delete_journal_after_commits(const QSqlDatabase &connection)
+{
+    if (sqlite3 *database = sqlite_handle(connection); database && journal_mode(database, "") == "persist")
+        journal_mode(database, "delete");
+}
+
 void FinalizeStatement::operator()(sqlite3_stmt *statement) const
 {
     sqlite3_finalize(statement);

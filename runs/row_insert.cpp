@@ -33,7 +33,10 @@ int bind_text(sqlite3_stmt *statement, int position, const QString &text, std::s
 
 RowInsert::RowInsert() = default;
 
-RowInsert::~RowInsert() = default;
+RowInsert::~RowInsert()
+{
+    release();
+}
 
 QString RowInsert::statement(const QStringList &columns)
 {
@@ -67,6 +70,8 @@ void RowInsert::insert(QSqlDatabase connection, const QStringList &columns,
             return;
         prepared_columns = columns;
         prepared_connection = connection.connectionName();
+        if (keep_journal_between_commits(connection))
+            journal_kept_on = connection;
     }
 
     sqlite3_stmt *statement = prepared.get();
@@ -84,6 +89,9 @@ void RowInsert::insert(QSqlDatabase connection, const QStringList &columns,
 void RowInsert::release()
 {
     prepared.reset();
+    if (journal_kept_on.isOpen())
+        delete_journal_after_commits(journal_kept_on);
+    journal_kept_on = QSqlDatabase();
     prepared_columns.clear();
     prepared_connection.clear();
 }

@@ -29,17 +29,21 @@ public:
     static QString statement(const QStringList &columns);
 
     // Stores one row on connection: the values bound as text in column
-    // order, then the record number. Each row commits by itself.
+    // order, then the record number. Each row commits by itself, the
+    // journal kept from one row's commit to the next.
     void insert(QSqlDatabase connection, const QStringList &columns, const QStringList &values,
                 const QString &record);
 
-    // Lets go of the prepared statement before its connection closes.
+    // Lets go of the prepared statement before its connection closes, and
+    // of the journal kept between its rows.
     void release();
 
 private:
     PreparedStatement prepared;
     QStringList prepared_columns;
     QString prepared_connection;
+    // The connection whose journal is kept between rows, while it is.
+    QSqlDatabase journal_kept_on;
     // The bound texts of the row being stored, kept from row to row.
     std::vector<std::string> value_buffers;
 };

@@ -37,6 +37,8 @@ private slots:
     void row_insert_statement();
     void stored_row_keeps_every_text_data();
     void stored_row_keeps_every_text();
+    void rows_commit_one_by_one_data();
+    void rows_commit_one_by_one();
     void connection_names_never_repeat();
 };
 
@@ -169,6 +171,51 @@ void tst_case_statements::stored_row_keeps_every_text()
                           query.value(3).toString()}),
              (QStringList{text, text, "2", text.isNull() ? "null" : "text"}));
     connection.close();
+}
+
+void tst_case_statements::rows_commit_one_by_one_data()
+{
+    QTest::addColumn<QString>("host_journal");
+    QTest::addColumn<bool>("journal_kept_between_rows");
+
+    QTest::newRow("a deleted journal is kept between rows, and gone at the end") << "delete" << true;
+    QTest::newRow("a write-ahead log stays as the host made it") << "wal" << false;
+}
+
+void tst_case_statements::rows_commit_one_by_one()
+{
+    QFETCH(QString, host_journal);
+    QFETCH(bool, journal_kept_between_rows);
+
+    QTemporaryDir folder;
+    const QString path = folder.filePath("result.sqlite");
+    {
+        QSqlDatabase host = open_case_connection(path, FailedOpen::KeepRegistration);
+        QSqlQuery query(host);
+        QVERIFY(query.exec("pragma journal_mode = " + host_journal));
+        QVERIFY(query.exec("create table files (INT integer primary key, a text, filesystem_record integer)"));
+        host.close();
+    }
+    QSqlDatabase connection = open_case_connection(path, FailedOpen::KeepRegistration);
+    QSqlDatabase reader = open_case_connection(path, FailedOpen::KeepRegistration);
+    RowInsert row_insert;
+    for (int row = 1; row <= 3; ++row) {
+        row_insert.insert(connection, {"a"}, {"text"}, QString::number(row));
+        // Another reader sees each row as soon as it is stored.
+        QSqlQuery count("select count(*) from files", reader);
+        QVERIFY(count.next());
+        QCOMPARE(count.value(0).toInt(), row);
+    }
+    QCOMPARE(QFile::exists(path + "-journal"), journal_kept_between_rows);
+    row_insert.release();
+    reader.close();
+    connection.close();
+    QVERIFY(!QFile::exists(path + "-journal"));
+    QSqlDatabase again = open_case_connection(path, FailedOpen::KeepRegistration);
+    QSqlQuery mode("pragma journal_mode", again);
+    QVERIFY(mode.next());
+    QCOMPARE(mode.value(0).toString(), host_journal);
+    again.close();
 }
 
 void tst_case_statements::connection_names_never_repeat()
