@@ -16,15 +16,20 @@ int bind_text(sqlite3_stmt *statement, int position, const QString &text, std::s
 {
     if (text.isNull())
         return sqlite3_bind_null(statement, position);
-    buffer.resize(size_t(text.size()));
-    char *spelt = buffer.data();
-    for (const QChar c : text) {
-        if (c.unicode() >= 0x80) {
-            const QByteArray encoded = text.toUtf8();
-            buffer.assign(encoded.constData(), size_t(encoded.size()));
-            break;
-        }
-        *spelt++ = char(c.unicode());
+    // Nearly every value is ASCII: one pass tells, and one narrows it.
+    const char16_t *units = reinterpret_cast<const char16_t *>(text.utf16());
+    const size_t size = size_t(text.size());
+    char16_t all = 0;
+    for (size_t i = 0; i < size; ++i)
+        all |= units[i];
+    if (all < 0x80) {
+        buffer.resize(size);
+        char *spelt = buffer.data();
+        for (size_t i = 0; i < size; ++i)
+            spelt[i] = char(units[i]);
+    } else {
+        const QByteArray encoded = text.toUtf8();
+        buffer.assign(encoded.constData(), size_t(encoded.size()));
     }
     return sqlite3_bind_text(statement, position, buffer.data(), int(buffer.size()), SQLITE_STATIC);
 }
