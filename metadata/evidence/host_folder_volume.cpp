@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <charconv>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -291,6 +292,7 @@ HostFolderVolume::HostFolderVolume(const QString &volume_root, const HostSystemC
     const UniqueFd probe(int(calls_.openat2(root_.get(), ".", &how, sizeof how)));
     // Opening a folder reads nothing of it.
     root_mount_.reset(calls_.openat(root_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    own_descriptors_.reset(calls_.open("/proc/self/fd", O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (component_walk_forced || !probe)
         resolution_ = Resolution::ComponentWalk;
 }
@@ -421,11 +423,13 @@ UniqueFd HostFolderVolume::reopen(int object, bool is_directory, bool keep_acces
     if (is_directory)
         return retried([&] { return calls_.openat(object, ".", flags | O_DIRECTORY); });
     // A file through the process's descriptor table.
-    char descriptor_path[32];
-    std::snprintf(descriptor_path, sizeof descriptor_path, "/proc/self/fd/%d", object);
-    UniqueFd opened = retried([&] { return calls_.open(descriptor_path, flags); });
-    if (opened || errno == EPERM)
-        return opened;
+    if (own_descriptors_) {
+        char number[16] = {};
+        std::to_chars(number, number + sizeof number - 1, object);
+        UniqueFd opened = retried([&] { return calls_.openat(own_descriptors_.get(), number, flags); });
+        if (opened || errno == EPERM)
+            return opened;
+    }
     // Without /proc, through the file's handle on its file system, where
     // the examiner may open by handle (CAP_DAC_READ_SEARCH); a handle the
     // root's mount reads as another object is caught by the identity check.

@@ -57,6 +57,9 @@ private:
     // The root opened for reading, as the mount that file handles are
     // opened on where /proc is missing.
     UniqueFd root_mount_;
+    // This process's descriptor folder in /proc, where a looked-at file is
+    // opened again by its number: one step, where the full path takes four.
+    UniqueFd own_descriptors_;
     Resolution resolution_ = Resolution::Kernel;
 };
 
