@@ -7,6 +7,7 @@
 #include <QHash>
 
 #include <algorithm>
+#include <array>
 
 namespace {
 
@@ -57,7 +58,7 @@ SpotlightSingleLookup::SpotlightSingleLookup(const std::vector<std::unique_ptr<S
     // Nearly every name read is an ASCII one of another length than any
     // component, or one that is its own composed form: those are told
     // without spelling them again.
-    std::vector<bool> component_size(256, false);
+    std::array<bool, 256> component_size{};
     for (const QByteArray &component : components)
         component_size[size_t(qMin<qsizetype>(component.size(), 255))] = true;
     const auto matching = [&components](QByteArrayView name) {
@@ -72,7 +73,10 @@ SpotlightSingleLookup::SpotlightSingleLookup(const std::vector<std::unique_ptr<S
         const QByteArrayView name = item.file_name;
         if (name.isEmpty())
             return 0;
-        if (component_size[size_t(qMin<qsizetype>(name.size(), 255))]) {
+        const bool sized = component_size[size_t(qMin<qsizetype>(name.size(), 255))];
+        if (item.file_name_ascii)
+            return sized ? matching(name) : 0;
+        if (sized) {
             // A name equal to a component is composed as the component is.
             if (const quint64 matches = matching(name))
                 return matches;
@@ -84,6 +88,7 @@ SpotlightSingleLookup::SpotlightSingleLookup(const std::vector<std::unique_ptr<S
         return composed.data() == name.data() ? 0 : matching(composed);
     };
     naming.digested_only = true;
+    naming.digest_reads_name_only = true;
     std::vector<NamedCopy> named;
     std::vector<std::vector<PageIds>> spans(stores.size());
     bool too_many = false;

@@ -253,12 +253,51 @@ const QByteArray *SpotlightStoreFile::cached_page(qint64 offset)
 
 namespace {
 
+// What one look at a stored name tells: whether it holds the marker of a
+// localized text, and whether it holds ASCII only. Every item's name passes
+// here, so eight bytes are looked at a time, the last word overlapping the
+// one before it.
+struct NameBytes
+{
+    bool localized = false;
+    bool ascii = false;
+};
+
+NameBytes look_at_name(const char *bytes, qsizetype size)
+{
+    constexpr quint64 ones = 0x0101010101010101ull;
+    constexpr quint64 high_bits = ones * 0x80;
+    constexpr quint64 marker = ones * 0x16;
+    quint64 high = 0, marked = 0;
+    // Bytes beyond the name are taken as zeros: neither marker nor high.
+    const auto take = [&high, &marked](quint64 word) {
+        high |= word;
+        const quint64 unmarked = word ^ marker; // a zero byte where the marker is
+        marked |= (unmarked - ones) & ~unmarked & high_bits;
+    };
+    if (size >= 8) {
+        qsizetype at = 0;
+        for (; at + 8 <= size; at += 8)
+            take(qFromLittleEndian<quint64>(bytes + at));
+        if (at < size)
+            take(qFromLittleEndian<quint64>(bytes + size - 8));
+    } else if (size >= 4) {
+        take(qFromLittleEndian<quint32>(bytes));
+        take(qFromLittleEndian<quint32>(bytes + size - 4));
+    } else {
+        for (qsizetype at = 0; at < size; ++at)
+            take(quint8(bytes[at]));
+    }
+    return {marked != 0, !(high & high_bits)};
+}
+
 // Steps over a record's attributes up to its file name, which name receives
 // as UTF-8: a view into the record when it is stored as plain text, else
-// the text the full decoding gives, kept in spelt. A record names itself
+// the text the full decoding gives, kept in spelt; ascii tells whether the
+// view holds ASCII only (false for spelt names). A record names itself
 // once; stepping stops at the first file name.
 SpotlightRecordEnd find_file_name(SpotlightByteReader &record, const SpotlightTables &tables, QByteArrayView &name,
-                                  QByteArray &spelt)
+                                  QByteArray &spelt, bool &ascii)
 {
     quint64 number = 0;
     while (!record.at_end()) {
@@ -280,8 +319,10 @@ SpotlightRecordEnd find_file_name(SpotlightByteReader &record, const SpotlightTa
             while (size > 0 && bytes[size - 1] == '\0')
                 --size;
             // Localized texts carry a language marker: those go the long way.
-            if (!std::memchr(bytes, 0x16, size_t(size))) {
+            const NameBytes look = look_at_name(bytes, size);
+            if (!look.localized) {
                 name = QByteArrayView(bytes, size);
+                ascii = look.ascii;
                 return SpotlightRecordEnd::Stopped;
             }
             record = at_value;
@@ -324,6 +365,14 @@ void SpotlightStoreFile::read_records(ScannedPage &page, const SpotlightTables &
     // Records follow each other, each preceded by its size.
     SpotlightByteReader reader(page.contents);
     QByteArray spelt;
+    // Most items of a look-up by name are passed over for their name alone.
+    const bool header_later = options.digest && options.digest_reads_name_only;
+    SpotlightScannedPage &scanned = page.scanned;
+    quint64 lowest = scanned.lowest_id, highest = scanned.highest_id;
+    // One item is filled in record after record: clearing a whole new one
+    // for each cost a tenth of a look-up's scanning.
+    SpotlightScannedItem item;
+    item.page = scanned.number;
     while (reader.remaining() >= 4) {
         quint32 size = 0;
         reader.read_u32(size);
@@ -336,30 +385,38 @@ void SpotlightStoreFile::read_records(ScannedPage &page, const SpotlightTables &
             break;
         }
         SpotlightByteReader record(bytes, qsizetype(size));
-        SpotlightScannedItem item;
-        if (!spotlight_read_record_header(record, item.header)) {
+        item.header = SpotlightRecordHeader();
+        if (header_later ? !spotlight_read_record_id(record, item.header.id)
+                         : !spotlight_read_record_header(record, item.header)) {
             ++page.damaged_records;
             continue;
         }
         item.location = {page.offset, quint32(start), size};
-        item.page = page.scanned.number;
-        SpotlightScannedPage &scanned = page.scanned;
-        const bool first = scanned.lowest_id > scanned.highest_id;
-        scanned.lowest_id = first ? item.header.id : qMin(scanned.lowest_id, item.header.id);
-        scanned.highest_id = first ? item.header.id : qMax(scanned.highest_id, item.header.id);
-        if (find_file_name(record, tables, item.file_name, spelt) == SpotlightRecordEnd::Damaged)
+        const quint64 id = item.header.id;
+        const bool first = lowest > highest;
+        lowest = first || id < lowest ? id : lowest;
+        highest = first || id > highest ? id : highest;
+        item.file_name = QByteArrayView();
+        item.file_name_ascii = false;
+        if (find_file_name(record, tables, item.file_name, spelt, item.file_name_ascii) == SpotlightRecordEnd::Damaged)
             ++page.damaged_records;
         if (!spelt.isEmpty()) {
             page.spelt.push_back(std::move(spelt));
             item.file_name = page.spelt.back();
             spelt = QByteArray();
         }
-        if (options.digest)
-            item.digest = options.digest(item);
+        item.digest = options.digest ? options.digest(item) : 0;
         ++page.items;
-        if (!options.digested_only || item.digest)
+        if (!options.digested_only || item.digest) {
+            if (header_later) {
+                SpotlightByteReader header(bytes, qsizetype(size));
+                spotlight_read_record_header(header, item.header);
+            }
             scanned.items.push_back(item);
+        }
     }
+    scanned.lowest_id = lowest;
+    scanned.highest_id = highest;
 }
 
 SpotlightScanSummary SpotlightStoreFile::scan(const std::function<void(const SpotlightScannedItem &)> &visit)
