@@ -239,22 +239,6 @@ bool spotlight_read_record_header(SpotlightByteReader &record, SpotlightRecordHe
         && record.read_varint(header.parent) && record.read_varint(header.updated);
 }
 
-bool spotlight_read_record_id(SpotlightByteReader &record, quint64 &id)
-{
-    constexpr qsizetype longest_header = 4 * 9 + 1;
-    if (record.remaining() >= longest_header) {
-        const char *at = record.cursor();
-        id = spotlight_varint_at(at);
-        ++at; // flags
-        for (int field = 0; field < 3; ++field)
-            at += spotlight_varint_size(quint8(*at));
-        record.advance_to(at);
-        return true;
-    }
-    return record.read_varint(id) && record.skip(1) && record.skip_varint() && record.skip_varint()
-        && record.skip_varint();
-}
-
 SpotlightRecordEnd spotlight_read_attributes(
     SpotlightByteReader &record, const SpotlightTables &tables,
     const std::function<bool(const SpotlightProperty &)> &wanted,

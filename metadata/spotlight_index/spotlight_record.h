@@ -23,7 +23,25 @@ struct SpotlightRecordHeader
 bool spotlight_read_record_header(SpotlightByteReader &record, SpotlightRecordHeader &header);
 // Reads only the identifier of a record's header, stepping over the rest:
 // it fails where reading the whole header fails, and stops where that does.
-bool spotlight_read_record_id(SpotlightByteReader &record, quint64 &id);
+// Read for every record a look-up by name passes, so kept inline.
+inline bool spotlight_read_record_id(SpotlightByteReader &record, quint64 &id)
+{
+    // Where the longest header the fields can make is left, they are
+    // stepped over without checking each byte.
+    constexpr qsizetype longest_header = 4 * 9 + 1;
+    if (record.remaining() >= longest_header) {
+        const char *at = record.cursor();
+        id = spotlight_varint_at(at);
+        ++at; // flags
+        at += spotlight_varint_size(quint8(*at));
+        at += spotlight_varint_size(quint8(*at));
+        at += spotlight_varint_size(quint8(*at));
+        record.advance_to(at);
+        return true;
+    }
+    return record.read_varint(id) && record.skip(1) && record.skip_varint() && record.skip_varint()
+        && record.skip_varint();
+}
 
 // One attribute of an item as the index holds it.
 struct SpotlightAttribute

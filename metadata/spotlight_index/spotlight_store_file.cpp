@@ -276,11 +276,16 @@ NameBytes look_at_name(const char *bytes, qsizetype size)
         marked |= (unmarked - ones) & ~unmarked & high_bits;
     };
     if (size >= 8) {
+        // Most names take 8 to 32 bytes: four words cover them, in place of
+        // a loop whose count changes from name to name.
         qsizetype at = 0;
-        for (; at + 8 <= size; at += 8)
+        for (; size - at > 32; at += 8)
             take(qFromLittleEndian<quint64>(bytes + at));
-        if (at < size)
-            take(qFromLittleEndian<quint64>(bytes + size - 8));
+        const qsizetype last = size - 8;
+        take(qFromLittleEndian<quint64>(bytes + at));
+        take(qFromLittleEndian<quint64>(bytes + qMin(at + 8, last)));
+        take(qFromLittleEndian<quint64>(bytes + qMin(at + 16, last)));
+        take(qFromLittleEndian<quint64>(bytes + last));
     } else if (size >= 4) {
         take(qFromLittleEndian<quint32>(bytes));
         take(qFromLittleEndian<quint32>(bytes + size - 4));
@@ -405,7 +410,9 @@ void SpotlightStoreFile::read_records(ScannedPage &page, const SpotlightTables &
             item.file_name = page.spelt.back();
             spelt = QByteArray();
         }
-        item.digest = options.digest ? options.digest(item) : 0;
+        const bool sieved = options.name_sieve && item.file_name_ascii
+                         && !options.name_sieve->may_hold(item.file_name);
+        item.digest = options.digest && !sieved ? options.digest(item) : 0;
         ++page.items;
         if (!options.digested_only || item.digest) {
             if (header_later) {

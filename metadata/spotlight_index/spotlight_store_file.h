@@ -4,6 +4,7 @@
 #include "evidence/evidence_volume.h"
 #include "spotlight_byte_source.h"
 #include "spotlight_item_record.h"
+#include "spotlight_name_sieve.h"
 #include "spotlight_record.h"
 #include "spotlight_tables.h"
 
@@ -53,6 +54,9 @@ struct SpotlightScanOptions
     std::function<quint64(const SpotlightScannedItem &)> digest;
     // Hands over only the items whose digest is not 0.
     bool digested_only = false;
+    // When set, an item whose name is ASCII and turned down by the sieve
+    // is digested to 0 without asking digest.
+    const SpotlightNameSieve *name_sieve = nullptr;
     // The digest looks at no more of an item than its identifier and name:
     // the rest of its header is read only when the item is handed over.
     bool digest_reads_name_only = false;
