@@ -10,9 +10,25 @@
 
 // The bytes one of the index's integers takes, told by its first byte: one
 // and the number of its leading one bits (read_varint tells the format).
+// Counting the bits took a quarter of the record scan: a table is read instead.
+struct SpotlightVarintSizes
+{
+    quint8 of[256] = {};
+    constexpr SpotlightVarintSizes()
+    {
+        for (int first = 0; first < 256; ++first) {
+            int size = 1;
+            for (int bit = 0x80; bit && (first & bit); bit >>= 1)
+                ++size;
+            of[first] = quint8(size);
+        }
+    }
+};
+inline constexpr SpotlightVarintSizes spotlight_varint_sizes;
+
 inline int spotlight_varint_size(quint8 first)
 {
-    return int(qCountLeadingZeroBits(quint8(~first))) + 1;
+    return spotlight_varint_sizes.of[first];
 }
 
 // One of the index's integers at at, which must have nine bytes readable
@@ -130,7 +146,7 @@ public:
             value = first;
             return true;
         }
-        const int following = int(qCountLeadingZeroBits(quint8(~first)));
+        const int following = spotlight_varint_size(first) - 1;
         if (following == 8)
             return read_u64(value);
         if (remaining() < following)

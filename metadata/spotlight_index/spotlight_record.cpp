@@ -239,6 +239,12 @@ bool spotlight_read_record_header(SpotlightByteReader &record, SpotlightRecordHe
         && record.read_varint(header.parent) && record.read_varint(header.updated);
 }
 
+bool spotlight_read_short_record_id(SpotlightByteReader &record, quint64 &id)
+{
+    return record.read_varint(id) && record.skip(1) && record.skip_varint() && record.skip_varint()
+        && record.skip_varint();
+}
+
 SpotlightRecordEnd spotlight_read_attributes(
     SpotlightByteReader &record, const SpotlightTables &tables,
     const std::function<bool(const SpotlightProperty &)> &wanted,

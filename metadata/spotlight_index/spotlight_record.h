@@ -23,8 +23,10 @@ struct SpotlightRecordHeader
 bool spotlight_read_record_header(SpotlightByteReader &record, SpotlightRecordHeader &header);
 // Reads only the identifier of a record's header, stepping over the rest:
 // it fails where reading the whole header fails, and stops where that does.
+// The same, checking each byte: for records shorter than the longest header.
+bool spotlight_read_short_record_id(SpotlightByteReader &record, quint64 &id);
 // Read for every record a look-up by name passes, so kept inline.
-inline bool spotlight_read_record_id(SpotlightByteReader &record, quint64 &id)
+Q_ALWAYS_INLINE bool spotlight_read_record_id(SpotlightByteReader &record, quint64 &id)
 {
     // Where the longest header the fields can make is left, they are
     // stepped over without checking each byte.
@@ -39,8 +41,7 @@ inline bool spotlight_read_record_id(SpotlightByteReader &record, quint64 &id)
         record.advance_to(at);
         return true;
     }
-    return record.read_varint(id) && record.skip(1) && record.skip_varint() && record.skip_varint()
-        && record.skip_varint();
+    return spotlight_read_short_record_id(record, id);
 }
 
 // One attribute of an item as the index holds it.
