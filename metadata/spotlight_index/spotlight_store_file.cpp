@@ -1,6 +1,7 @@
 #include "spotlight_store_file.h"
 
 #include "spotlight_bytes.h"
+#include "spotlight_item_names.h"
 #include "spotlight_page_codecs.h"
 #include "spotlight_string_maps.h"
 
@@ -253,49 +254,6 @@ const QByteArray *SpotlightStoreFile::cached_page(qint64 offset)
 
 namespace {
 
-// What one look at a stored name tells: whether it holds the marker of a
-// localized text, and whether it holds ASCII only. Every item's name passes
-// here, so eight bytes are looked at a time, the last word overlapping the
-// one before it.
-struct NameBytes
-{
-    bool localized = false;
-    bool ascii = false;
-};
-
-NameBytes look_at_name(const char *bytes, qsizetype size)
-{
-    constexpr quint64 ones = 0x0101010101010101ull;
-    constexpr quint64 high_bits = ones * 0x80;
-    constexpr quint64 marker = ones * 0x16;
-    quint64 high = 0, marked = 0;
-    // Bytes beyond the name are taken as zeros: neither marker nor high.
-    const auto take = [&high, &marked](quint64 word) {
-        high |= word;
-        const quint64 unmarked = word ^ marker; // a zero byte where the marker is
-        marked |= (unmarked - ones) & ~unmarked & high_bits;
-    };
-    if (size >= 8) {
-        // Most names take 8 to 32 bytes: four words cover them, in place of
-        // a loop whose count changes from name to name.
-        qsizetype at = 0;
-        for (; size - at > 32; at += 8)
-            take(qFromLittleEndian<quint64>(bytes + at));
-        const qsizetype last = size - 8;
-        take(qFromLittleEndian<quint64>(bytes + at));
-        take(qFromLittleEndian<quint64>(bytes + qMin(at + 8, last)));
-        take(qFromLittleEndian<quint64>(bytes + qMin(at + 16, last)));
-        take(qFromLittleEndian<quint64>(bytes + last));
-    } else if (size >= 4) {
-        take(qFromLittleEndian<quint32>(bytes));
-        take(qFromLittleEndian<quint32>(bytes + size - 4));
-    } else {
-        for (qsizetype at = 0; at < size; ++at)
-            take(quint8(bytes[at]));
-    }
-    return {marked != 0, !(high & high_bits)};
-}
-
 // Steps over a record's attributes up to its file name, which name receives
 // as UTF-8: a view into the record when it is stored as plain text, else
 // the text the full decoding gives, kept in spelt; ascii tells whether the
@@ -324,7 +282,7 @@ SpotlightRecordEnd find_file_name(SpotlightByteReader &record, const SpotlightTa
             while (size > 0 && bytes[size - 1] == '\0')
                 --size;
             // Localized texts carry a language marker: those go the long way.
-            const NameBytes look = look_at_name(bytes, size);
+            const SpotlightNameLook look = spotlight_look_at_name(QByteArrayView(bytes, size));
             if (!look.localized) {
                 name = QByteArrayView(bytes, size);
                 ascii = look.ascii;
