@@ -24,7 +24,7 @@ struct SpotlightNameLook
     bool ascii = false;
 };
 
-inline SpotlightNameLook spotlight_look_at_name(QByteArrayView name)
+Q_ALWAYS_INLINE SpotlightNameLook spotlight_look_at_name(QByteArrayView name)
 {
     const char *bytes = name.data();
     const qsizetype size = name.size();
