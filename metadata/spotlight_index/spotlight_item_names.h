@@ -4,6 +4,7 @@
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QString>
+#include <QtEndian>
 #include <QtGlobal>
 
 // How items are placed by name: names on HFS+ are decomposed, copies of a
@@ -12,6 +13,51 @@
 
 // Whether name holds ASCII only, and so is its own composed form.
 bool spotlight_is_ascii(QByteArrayView name);
+
+// What one look at a stored name tells: whether it holds the marker of a
+// localized text (0x16), and whether it holds ASCII only. Every item's name passes
+// here, so eight bytes are looked at a time, the last word overlapping the
+// one before it.
+struct SpotlightNameLook
+{
+    bool localized = false;
+    bool ascii = false;
+};
+
+Q_ALWAYS_INLINE SpotlightNameLook spotlight_look_at_name(QByteArrayView name)
+{
+    const char *bytes = name.data();
+    const qsizetype size = name.size();
+    constexpr quint64 ones = 0x0101010101010101ull;
+    constexpr quint64 high_bits = ones * 0x80;
+    constexpr quint64 marker = ones * 0x16;
+    quint64 high = 0, marked = 0;
+    // Bytes beyond the name are taken as zeros: neither marker nor high.
+    const auto take = [&high, &marked](quint64 word) {
+        high |= word;
+        const quint64 unmarked = word ^ marker; // a zero byte where the marker is
+        marked |= (unmarked - ones) & ~unmarked & high_bits;
+    };
+    if (size >= 8) {
+        // Most names take 8 to 32 bytes: four words cover them, in place of
+        // a loop whose count changes from name to name.
+        qsizetype at = 0;
+        for (; size - at > 32; at += 8)
+            take(qFromLittleEndian<quint64>(bytes + at));
+        const qsizetype last = size - 8;
+        take(qFromLittleEndian<quint64>(bytes + at));
+        take(qFromLittleEndian<quint64>(bytes + qMin(at + 8, last)));
+        take(qFromLittleEndian<quint64>(bytes + qMin(at + 16, last)));
+        take(qFromLittleEndian<quint64>(bytes + last));
+    } else if (size >= 4) {
+        take(qFromLittleEndian<quint32>(bytes));
+        take(qFromLittleEndian<quint32>(bytes + size - 4));
+    } else {
+        for (qsizetype at = 0; at < size; ++at)
+            take(quint8(bytes[at]));
+    }
+    return {marked != 0, !(high & high_bits)};
+}
 
 // A path component as the look-ups compare it.
 QByteArray spotlight_composed_name(const QString &name);

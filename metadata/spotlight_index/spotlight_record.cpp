@@ -221,19 +221,28 @@ bool spotlight_read_value(SpotlightByteReader &record, const SpotlightProperty &
 
 bool spotlight_read_record_header(SpotlightByteReader &record, SpotlightRecordHeader &header)
 {
+    // Four integers and the flags byte: where the longest they can be is
+    // left, they are read without checking each byte.
+    constexpr qsizetype longest_header = 4 * 9 + 1;
+    if (record.remaining() >= longest_header) {
+        const char *at = record.cursor();
+        header.id = spotlight_varint_at(at);
+        header.flags = quint8(*at++);
+        at += spotlight_varint_size(quint8(*at)); // a number nothing here needs
+        header.parent = spotlight_varint_at(at);
+        header.updated = spotlight_varint_at(at);
+        record.advance_to(at);
+        return true;
+    }
     quint64 unused = 0; // a number between flags and parent that nothing here needs
     return record.read_varint(header.id) && record.read_u8(header.flags) && record.read_varint(unused)
         && record.read_varint(header.parent) && record.read_varint(header.updated);
 }
 
-const SpotlightProperty *spotlight_next_property(SpotlightByteReader &record, const SpotlightTables &tables,
-                                                 quint64 &number)
+bool spotlight_read_short_record_id(SpotlightByteReader &record, quint64 &id)
 {
-    quint64 step = 0;
-    if (!record.read_varint(step) || step > 0xffffffffu - number)
-        return nullptr;
-    number += step;
-    return tables.property(quint32(number));
+    return record.read_varint(id) && record.skip(1) && record.skip_varint() && record.skip_varint()
+        && record.skip_varint();
 }
 
 SpotlightRecordEnd spotlight_read_attributes(

@@ -2,15 +2,13 @@
 #define SPOTLIGHT_RECORD_H
 
 #include "metadata_value.h"
+#include "spotlight_bytes.h"
+#include "spotlight_tables.h"
 
 #include <QString>
 #include <QtGlobal>
 
 #include <functional>
-
-class SpotlightByteReader;
-class SpotlightTables;
-struct SpotlightProperty;
 
 // The fixed start of an item record of the index.
 struct SpotlightRecordHeader
@@ -23,6 +21,28 @@ struct SpotlightRecordHeader
 };
 
 bool spotlight_read_record_header(SpotlightByteReader &record, SpotlightRecordHeader &header);
+// Reads only the identifier of a record's header, stepping over the rest:
+// it fails where reading the whole header fails, and stops where that does.
+// The same, checking each byte: for records shorter than the longest header.
+bool spotlight_read_short_record_id(SpotlightByteReader &record, quint64 &id);
+// Read for every record a look-up by name passes, so kept inline.
+Q_ALWAYS_INLINE bool spotlight_read_record_id(SpotlightByteReader &record, quint64 &id)
+{
+    // Where the longest header the fields can make is left, they are
+    // stepped over without checking each byte.
+    constexpr qsizetype longest_header = 4 * 9 + 1;
+    if (record.remaining() >= longest_header) {
+        const char *at = record.cursor();
+        id = spotlight_varint_at(at);
+        ++at; // flags
+        at += spotlight_varint_size(quint8(*at));
+        at += spotlight_varint_size(quint8(*at));
+        at += spotlight_varint_size(quint8(*at));
+        record.advance_to(at);
+        return true;
+    }
+    return spotlight_read_short_record_id(record, id);
+}
 
 // One attribute of an item as the index holds it.
 struct SpotlightAttribute
@@ -36,8 +56,16 @@ enum class SpotlightRecordEnd { Complete, Stopped, Damaged };
 // The property of the next attribute of a record: each attribute names its
 // property by the distance from the previous one, number holding where the
 // last one left off. Nothing when the number is no property of the tables.
-const SpotlightProperty *spotlight_next_property(SpotlightByteReader &record, const SpotlightTables &tables,
-                                                 quint64 &number);
+// Every attribute of every record steps here, so it is kept inline.
+inline const SpotlightProperty *spotlight_next_property(SpotlightByteReader &record, const SpotlightTables &tables,
+                                                        quint64 &number)
+{
+    quint64 step = 0;
+    if (!record.read_varint(step) || step > 0xffffffffu - number)
+        return nullptr;
+    number += step;
+    return tables.property(quint32(number));
+}
 
 // Reads the value of one attribute of property into value, or steps over
 // it when value is null; false when it cannot be read, and nothing after

@@ -1,6 +1,7 @@
 #include "spotlight_single_lookup.h"
 
 #include "spotlight_item_names.h"
+#include "spotlight_name_sieve.h"
 #include "spotlight_store_file.h"
 #include "spotlight_volume_index.h"
 
@@ -54,12 +55,10 @@ SpotlightSingleLookup::SpotlightSingleLookup(const std::vector<std::unique_ptr<S
     // First pass: the copies named like a component, wherever they lie,
     // and the identifiers each page spans.
     SpotlightScanOptions naming;
-    // Nearly every name read is an ASCII one of another length than any
-    // component, or one that is its own composed form: those are told
-    // without spelling them again.
-    std::vector<bool> component_size(256, false);
-    for (const QByteArray &component : components)
-        component_size[size_t(qMin<qsizetype>(component.size(), 255))] = true;
+    // Nearly every name read is an ASCII one the sieve turns down, or one
+    // that is its own composed form: those are told without spelling them
+    // again.
+    const SpotlightNameSieve sieve(components);
     const auto matching = [&components](QByteArrayView name) {
         quint64 matches = 0;
         for (qsizetype k = 0; k < components.size(); ++k) {
@@ -68,22 +67,27 @@ SpotlightSingleLookup::SpotlightSingleLookup(const std::vector<std::unique_ptr<S
         }
         return matches;
     };
-    naming.digest = [&component_size, &matching](const SpotlightScannedItem &item) -> quint64 {
+    naming.digest = [&sieve, &matching](const SpotlightScannedItem &item) -> quint64 {
         const QByteArrayView name = item.file_name;
         if (name.isEmpty())
             return 0;
-        if (component_size[size_t(qMin<qsizetype>(name.size(), 255))]) {
-            // A name equal to a component is composed as the component is.
+        // A name equal to a component is composed as the component is.
+        if (sieve.may_hold(name)) {
             if (const quint64 matches = matching(name))
                 return matches;
         }
-        if (spotlight_is_ascii(name))
+        if (item.file_name_ascii || spotlight_is_ascii(name))
             return 0;
         QByteArray spelt;
         const QByteArrayView composed = spotlight_composed_name(name, spelt);
-        return composed.data() == name.data() ? 0 : matching(composed);
+        if (composed.data() == name.data() || !sieve.may_hold(composed))
+            return 0;
+        return matching(composed);
     };
     naming.digested_only = true;
+    // The scan itself turns down the ASCII names the sieve does.
+    naming.name_sieve = &sieve;
+    naming.digest_reads_name_only = true;
     std::vector<NamedCopy> named;
     std::vector<std::vector<PageIds>> spans(stores.size());
     bool too_many = false;

@@ -4,6 +4,7 @@
 #include "evidence/evidence_volume.h"
 #include "spotlight_byte_source.h"
 #include "spotlight_item_record.h"
+#include "spotlight_name_sieve.h"
 #include "spotlight_record.h"
 #include "spotlight_tables.h"
 
@@ -35,6 +36,9 @@ struct SpotlightScannedItem
     // The file name as UTF-8, empty when the item has none; it points into
     // the page being scanned and is valid only during the visit.
     QByteArrayView file_name;
+    // The file name holds ASCII only, and so is its own composed form
+    // (false when that was not looked at).
+    bool file_name_ascii = false;
     SpotlightRecordLocation location;
     int page = 0;       // its page's place in the store's list of metadata pages
     quint64 digest = 0; // what the scan's digest made of it
@@ -50,6 +54,12 @@ struct SpotlightScanOptions
     std::function<quint64(const SpotlightScannedItem &)> digest;
     // Hands over only the items whose digest is not 0.
     bool digested_only = false;
+    // When set, an item whose name is ASCII and turned down by the sieve
+    // is digested to 0 without asking digest.
+    const SpotlightNameSieve *name_sieve = nullptr;
+    // The digest looks at no more of an item than its identifier and name:
+    // the rest of its header is read only when the item is handed over.
+    bool digest_reads_name_only = false;
 };
 
 // One metadata page as a scan hands it over.

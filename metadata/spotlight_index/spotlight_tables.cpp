@@ -21,7 +21,7 @@ bool SpotlightTables::add_property(quint32 number, SpotlightByteReader &entry)
         dense_present_.resize(number + 1);
     }
     dense_properties_[number] = std::move(property);
-    dense_present_[number] = true;
+    dense_present_[number] = 1;
     return true;
 }
 
@@ -55,10 +55,8 @@ bool SpotlightTables::add_list(ListTable table, quint32 number, SpotlightByteRea
     return true;
 }
 
-const SpotlightProperty *SpotlightTables::property(quint32 number) const
+const SpotlightProperty *SpotlightTables::sparse_property(quint32 number) const
 {
-    if (number < dense_limit)
-        return number < dense_present_.size() && dense_present_[number] ? &dense_properties_[number] : nullptr;
     const auto found = sparse_properties_.constFind(number);
     return found == sparse_properties_.constEnd() ? nullptr : &found.value();
 }

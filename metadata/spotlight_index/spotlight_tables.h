@@ -63,7 +63,13 @@ public:
     // A list entry: the list's size in bytes, then 32-bit category numbers.
     bool add_list(ListTable table, quint32 number, SpotlightByteReader &entry);
 
-    const SpotlightProperty *property(quint32 number) const;
+    // Looked up for every attribute of every record, so kept inline.
+    const SpotlightProperty *property(quint32 number) const
+    {
+        if (number < dense_present_.size())
+            return dense_present_[number] ? &dense_properties_[number] : nullptr;
+        return number < dense_limit ? nullptr : sparse_property(number);
+    }
     const QString *category(quint32 number) const;
     const std::vector<quint32> *list(ListTable table, quint32 number) const;
 
@@ -72,13 +78,14 @@ public:
     bool has_lists(ListTable table) const { return !lists_[index(table)].isEmpty(); }
 
 private:
+    const SpotlightProperty *sparse_property(quint32 number) const;
     static int index(ListTable table) { return table == ListTable::Plain ? 0 : 1; }
 
     // Attribute numbers are small and looked up for every attribute of
     // every record: those below dense_limit are kept by position.
     static constexpr quint32 dense_limit = 1 << 16;
     std::vector<SpotlightProperty> dense_properties_;
-    std::vector<bool> dense_present_;
+    std::vector<quint8> dense_present_; // 1 where dense_properties_ holds one
     QHash<quint32, SpotlightProperty> sparse_properties_;
     qsizetype property_count_ = 0;
     QHash<quint32, QString> categories_;

@@ -169,6 +169,8 @@ void SpotlightVolumeIndex::load()
     SpotlightScanOptions options;
     // Names are composed and keyed on the threads that decode the pages.
     options.digest = [seed = seed_](const SpotlightScannedItem &item) {
+        if (item.file_name_ascii)
+            return spotlight_name_key(seed, item.header.parent, item.file_name);
         QByteArray spelt;
         return spotlight_name_key(seed, item.header.parent, spotlight_composed_name(item.file_name, spelt));
     };
