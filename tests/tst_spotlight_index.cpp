@@ -5,6 +5,7 @@
 #include "evidence_files.h"
 #include "metadata_store.h"
 #include "metadata_value_text.h"
+#include "evidence/host_folder_volume.h"
 #include "spotlight_index/spotlight_index_store.h"
 #include "spotlight_index/spotlight_store_file.h"
 #include "spotlight_index/spotlight_volume_index.h"
@@ -18,6 +19,20 @@
 using namespace synthetic_spotlight;
 
 namespace {
+
+// A store's bytes as a source that must be read from one thread only, as
+// an image's are: its pages are then read on the scanning thread.
+class OneThreadSource : public SpotlightByteSource
+{
+public:
+    explicit OneThreadSource(std::unique_ptr<SpotlightByteSource> source) : source_(std::move(source)) {}
+    qint64 size() const override { return source_->size(); }
+    QByteArray read(qint64 offset, qint64 length) override { return source_->read(offset, length); }
+    bool holds_data(qint64 offset, qint64 length) override { return source_->holds_data(offset, length); }
+
+private:
+    std::unique_ptr<SpotlightByteSource> source_;
+};
 
 const QString fixtures = QStringLiteral(VANTREL_FIXTURES_DIR "/spotlight");
 const QString store_10_13 = QStringLiteral("macos-10.13/.Spotlight-V100/Store-V2/D980C3E8-1007-4F67-9911-9143A0B3427A");
@@ -258,16 +273,26 @@ void tst_spotlight_index::store_scans()
     QFETCH(qint64, damaged_records);
     QFETCH(bool, records_complete);
 
-    auto file = fixture.isEmpty() ? SpotlightStoreFile::open(SpotlightByteSource::from_bytes(store))
-                                  : SpotlightStoreFile::open_file(fixtures + "/" + fixture);
-    QVERIFY(file);
-    bool all_complete = true;
-    const SpotlightScanSummary summary = read_everything(*file, &all_complete);
-    QCOMPARE(summary.items, items);
-    QCOMPARE(summary.pages_damaged, damaged_pages);
-    QCOMPARE(summary.damaged_records, damaged_records);
-    QCOMPARE(summary.pages_read + summary.pages_damaged, summary.pages);
-    QCOMPARE(all_complete, records_complete);
+    // Pages read on the pool's threads, and on the scanning thread alone.
+    for (const bool one_thread : {false, true}) {
+        const QFileInfo info(fixtures + "/" + fixture);
+        const HostFolderVolume folder(info.absolutePath());
+        std::unique_ptr<SpotlightByteSource> source =
+            fixture.isEmpty() ? SpotlightByteSource::from_bytes(store)
+                              : SpotlightByteSource::from_object(folder.open_regular_file(
+                                    QFile::encodeName(info.fileName()), EvidenceVolume::Links::Refused));
+        if (one_thread)
+            source = std::make_unique<OneThreadSource>(std::move(source));
+        auto file = SpotlightStoreFile::open(std::move(source), fixture.isEmpty() ? nullptr : &folder);
+        QVERIFY(file);
+        bool all_complete = true;
+        const SpotlightScanSummary summary = read_everything(*file, &all_complete);
+        QCOMPARE(summary.items, items);
+        QCOMPARE(summary.pages_damaged, damaged_pages);
+        QCOMPARE(summary.damaged_records, damaged_records);
+        QCOMPARE(summary.pages_read + summary.pages_damaged, summary.pages);
+        QCOMPARE(all_complete, records_complete);
+    }
 }
 
 void tst_spotlight_index::damaged_copies_data()

@@ -30,6 +30,8 @@ public:
     // Up to length bytes of a readable file from offset; fewer where it
     // ends or fails, none when it is not readable.
     virtual QByteArray read_at(qint64 offset, qint64 length) const = 0;
+    // Whether read_at may be called from several threads at once.
+    virtual bool reads_concurrently() const { return false; }
     // The [start, end) ranges of a readable file that hold stored data, at
     // most max_ranges of them; nullopt when the volume can't tell, and then
     // all of the file may hold data.

@@ -165,6 +165,9 @@ public:
         return content;
     }
 
+    // Each read names its own position on a descriptor that nothing moves.
+    bool reads_concurrently() const override { return true; }
+
     std::optional<std::vector<std::pair<qint64, qint64>>> data_ranges(int max_ranges) const override
     {
         if (content_descriptor() < 0 || !facts_.size)

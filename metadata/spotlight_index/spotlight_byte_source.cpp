@@ -22,6 +22,7 @@ public:
             return QByteArray();
         return file_->read_at(offset, qMin(length, size_ - offset));
     }
+    bool reads_concurrently() const override { return file_->reads_concurrently(); }
     bool holds_data(qint64 offset, qint64 length) override
     {
         if (offset < 0 || length < 0 || length > size_ - offset)
@@ -61,6 +62,7 @@ public:
             return QByteArray();
         return bytes_.mid(qsizetype(offset), qsizetype(qMin(length, bytes_.size() - offset)));
     }
+    bool reads_concurrently() const override { return true; }
 
 private:
     QByteArray bytes_;

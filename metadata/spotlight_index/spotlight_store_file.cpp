@@ -199,19 +199,35 @@ void SpotlightStoreFile::read_table_page(qint64 offset, const std::function<bool
 
 SpotlightStoreFile::FetchedPage SpotlightStoreFile::fetch_page(qint64 offset, qint64 *end)
 {
+    FetchedPage page = fetch_page_header(offset, end);
+    read_payload(page, *source_);
+    return page;
+}
+
+SpotlightStoreFile::FetchedPage SpotlightStoreFile::fetch_page_header(qint64 offset, qint64 *end)
+{
     FetchedPage page;
     const auto header = read_page_header(offset);
     if (!header)
         return page;
     if (end)
         *end = offset + header->used;
-    page.payload = source_->read(offset + page_header_size, header->used - page_header_size);
-    if (page.payload.size() < qsizetype(header->used - page_header_size))
-        return page;
     if (header->decompressed_size > page_header_size)
         page.size_limit = qint64(header->decompressed_size) - page_header_size;
-    page.state = page.payload.startsWith("bvx") ? PageState::Skipped : PageState::Read;
+    page.payload_offset = offset + page_header_size;
+    page.payload_size = qint64(header->used) - page_header_size;
     return page;
+}
+
+void SpotlightStoreFile::read_payload(FetchedPage &page, SpotlightByteSource &source)
+{
+    if (page.payload_offset < 0)
+        return;
+    page.payload = source.read(page.payload_offset, page.payload_size);
+    page.payload_offset = -1;
+    if (page.payload.size() < qsizetype(page.payload_size))
+        return;
+    page.state = page.payload.startsWith("bvx") ? PageState::Skipped : PageState::Read;
 }
 
 SpotlightStoreFile::PageState SpotlightStoreFile::decode_page(const FetchedPage &page, qint64 limit,
@@ -320,8 +336,10 @@ struct SpotlightStoreFile::ScannedPage
 };
 
 void SpotlightStoreFile::read_records(ScannedPage &page, const SpotlightTables &tables,
-                                      const SpotlightScanOptions &options)
+                                      const SpotlightScanOptions &options, SpotlightByteSource *parallel_source)
 {
+    if (parallel_source)
+        read_payload(page.fetched, *parallel_source);
     page.state = decode_page(page.fetched, page.limit, page.contents);
     if (page.state != PageState::Read)
         return;
@@ -417,6 +435,10 @@ SpotlightScanSummary SpotlightStoreFile::scan_pages(
     // largest size cannot multiply memory by the number of processors.
     const size_t batch_size = size_t(qBound(2, 16 * QThread::idealThreadCount(), 64));
     std::vector<ScannedPage> batches[2];
+    // Where the store may be read from several threads, the pool reads each
+    // page's payload itself: copying the store out of the kernel is then
+    // shared between the processors, and this thread reads headers only.
+    SpotlightByteSource *parallel_source = source_->reads_concurrently() ? source_.get() : nullptr;
     QFuture<void> decoding[2];
     size_t next = 0;
     const SpotlightTables &tables = tables_;
@@ -448,7 +470,8 @@ SpotlightScanSummary SpotlightStoreFile::scan_pages(
             page.items = 0;
             page.damaged_records = 0;
             if (page.offset >= covered_until && budget > 0 && read_budget > 0) {
-                page.fetched = fetch_page(page.offset, &covered_until);
+                page.fetched = parallel_source ? fetch_page_header(page.offset, &covered_until)
+                                               : fetch_page(page.offset, &covered_until);
                 if (covered_until > page.offset)
                     read_budget -= covered_until - page.offset;
             }
@@ -458,8 +481,10 @@ SpotlightScanSummary SpotlightStoreFile::scan_pages(
         }
         batch.resize(used);
     };
-    const auto decode_batch = [&tables, &options](std::vector<ScannedPage> &batch) {
-        return QtConcurrent::map(batch, [&tables, &options](ScannedPage &page) { read_records(page, tables, options); });
+    const auto decode_batch = [&tables, &options, parallel_source](std::vector<ScannedPage> &batch) {
+        return QtConcurrent::map(batch, [&tables, &options, parallel_source](ScannedPage &page) {
+            read_records(page, tables, options, parallel_source);
+        });
     };
 
     // While the pool decodes one batch, this thread takes the batch before

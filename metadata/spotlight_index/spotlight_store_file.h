@@ -134,16 +134,25 @@ private:
         PageState state = PageState::Damaged;
         QByteArray payload;
         qint64 size_limit = -1; // what the page header says it decompresses to
+        // Where the payload lies while it is still to be read.
+        qint64 payload_offset = -1;
+        qint64 payload_size = 0;
     };
     struct ScannedPage;
 
     std::optional<PageHeader> read_page_header(qint64 offset);
     // Reads a page's header and payload; end receives where the page ends.
     FetchedPage fetch_page(qint64 offset, qint64 *end);
+    // Reads a page's header only, its payload left to read_payload.
+    FetchedPage fetch_page_header(qint64 offset, qint64 *end);
+    // Reads the payload of a page whose header was read.
+    static void read_payload(FetchedPage &page, SpotlightByteSource &source);
     // Decompresses at most limit bytes; safe on any thread.
     static PageState decode_page(const FetchedPage &page, qint64 limit, QByteArray &contents);
     // Decodes a fetched page and reads its records; safe on any thread.
-    static void read_records(ScannedPage &page, const SpotlightTables &tables, const SpotlightScanOptions &options);
+    // Reads the payload first when parallel_source is given.
+    static void read_records(ScannedPage &page, const SpotlightTables &tables, const SpotlightScanOptions &options,
+                             SpotlightByteSource *parallel_source);
     // Decompresses at most limit bytes; end receives where the page ends.
     PageState read_page(qint64 offset, QByteArray &contents, qint64 limit, qint64 *end = nullptr);
     const QByteArray *cached_page(qint64 offset);
