@@ -2,8 +2,6 @@
 
 #include "case_connection.h"
 
-#include <QSqlQuery>
-
 #include <sqlite3.h>
 
 namespace {
@@ -68,25 +66,12 @@ QStringList RecordBatches::update_statements() const
 
 void RecordBatches::mark_records(QSqlDatabase file_system_db) const
 {
-    if (!file_system_db.isOpen() || batches.isEmpty())
+    if (!file_system_db.isOpen())
         return;
     // Straight to SQLite: the framework would scan each statement's
     // thousand characters for placeholders that it never holds.
-    if (sqlite3 *database = sqlite_handle(file_system_db)) {
-        for (const QString &statement : update_statements()) {
-            sqlite3_stmt *prepared = nullptr;
-            if (sqlite3_prepare16_v2(database, statement.utf16(), int(statement.size() * sizeof(QChar)), &prepared,
-                                     nullptr)
-                    == SQLITE_OK
-                && prepared)
-                sqlite3_step(prepared);
-            sqlite3_finalize(prepared);
-        }
-        return;
-    }
-    QSqlQuery query(file_system_db);
     for (const QString &statement : update_statements()) {
-        query.prepare(statement);
-        query.exec();
+        if (const PreparedStatement update = prepare_statement(file_system_db, statement))
+            sqlite3_step(update.get());
     }
 }

@@ -1,10 +1,5 @@
 #include "row_insert.h"
 
-#include "case_connection.h"
-
-#include <QSqlDriver>
-#include <QVariant>
-
 #include <sqlite3.h>
 
 namespace {
@@ -66,7 +61,7 @@ void RowInsert::insert(QSqlDatabase connection, const QStringList &columns,
     if (!connection.isOpen())
         return;
 
-    if (!prepared || columns != prepared_columns || connection.connectionName() != prepared_connection) {
+    if (!prepared || columns != prepared_columns || connection.connectionName() != prepared_on.connectionName()) {
         release();
         // A table without these columns: this file's row is lost, and the
         // next file tries again.
@@ -74,9 +69,8 @@ void RowInsert::insert(QSqlDatabase connection, const QStringList &columns,
         if (!prepared)
             return;
         prepared_columns = columns;
-        prepared_connection = connection.connectionName();
-        if (keep_journal_between_commits(connection))
-            journal_kept_on = connection;
+        prepared_on = connection;
+        journal_kept = keep_journal_between_commits(connection);
     }
 
     sqlite3_stmt *statement = prepared.get();
@@ -94,9 +88,9 @@ void RowInsert::insert(QSqlDatabase connection, const QStringList &columns,
 void RowInsert::release()
 {
     prepared.reset();
-    if (journal_kept_on.isOpen())
-        delete_journal_after_commits(journal_kept_on);
-    journal_kept_on = QSqlDatabase();
+    if (journal_kept && prepared_on.isOpen())
+        delete_journal_after_commits(prepared_on);
+    journal_kept = false;
+    prepared_on = QSqlDatabase();
     prepared_columns.clear();
-    prepared_connection.clear();
 }

@@ -41,9 +41,9 @@ public:
 private:
     PreparedStatement prepared;
     QStringList prepared_columns;
-    QString prepared_connection;
-    // The connection whose journal is kept between rows, while it is.
-    QSqlDatabase journal_kept_on;
+    QSqlDatabase prepared_on;
+    // Whether prepared_on's journal is kept between rows.
+    bool journal_kept = false;
     // The bound texts of the row being stored, kept from row to row.
     std::vector<std::string> value_buffers;
 };

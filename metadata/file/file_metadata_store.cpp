@@ -210,8 +210,8 @@ MetadataValue FileMetadataItem::user_tags() const
             text.chop(2);
         return value;
     };
-    QByteArray finder_name(spotlight_keys::attribute_prefix);
-    finder_name += spotlight_keys::internal_user_tags;
+    static const QByteArray finder_name =
+        QByteArray(spotlight_keys::attribute_prefix) + spotlight_keys::internal_user_tags;
     if (const std::optional<QByteArray> stored = read_macos_attribute(finder_name)) {
         MetadataValue tags = without_colour(property_lists.value(*stored));
         for (MetadataValue &tag : tags.items)

@@ -179,11 +179,6 @@ MetadataValue TypeIdentityItem::executable_architectures() const
     return MetadataValue::from_array(std::move(items));
 }
 
-std::optional<MetadataValue> TypeIdentityItem::value(const QString &key) const
-{
-    return value(MetadataKey(key).known());
-}
-
 std::optional<MetadataValue> TypeIdentityItem::value(KnownKey key) const
 {
     const bool regular = facts_.mode && S_ISREG(*facts_.mode);

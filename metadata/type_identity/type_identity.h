@@ -70,7 +70,6 @@ public:
 
     // The value of a key this supplier answers; nullopt for any other key
     // and for a display name the file's own name gives.
-    std::optional<MetadataValue> value(const QString &key) const;
     std::optional<MetadataValue> value(KnownKey key) const;
 
 private:
